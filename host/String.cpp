@@ -81,8 +81,8 @@ TOVString::~TOVString() { release(_rep); }
 
 TOVString TOVString::fromInt(long long value) {
   char buffer[24];
-  unsigned long long magnitude =
-      value < 0 ? 0ULL - static_cast<unsigned long long>(value) : static_cast<unsigned long long>(value);
+  unsigned long long magnitude = value < 0 ? 0ULL - static_cast<unsigned long long>(value)
+                                           : static_cast<unsigned long long>(value);
   char* end = buffer + sizeof buffer;
   char* p = end;
   do {

@@ -29,7 +29,7 @@ class TOVString {
   TOVString() noexcept = default;
   TOVString(const char* text);  // NOLINT: implicit by design, like the host's
   TOVString(const char* text, std::size_t length);
-  TOVString(std::string_view text);  // NOLINT
+  TOVString(std::string_view text);    // NOLINT
   TOVString(const std::string& text);  // NOLINT
   TOVString(const TOVString& other) noexcept;
   TOVString(TOVString&& other) noexcept;

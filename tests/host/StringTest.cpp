@@ -61,10 +61,11 @@ TEST_P(TOVStringCompareTest, CompareToGivesTheSignOfTheOrder) {
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, TOVStringCompareTest,
-    ::testing::Values(CompareCase{"CIM_Foo", "cim_foo", 0, 0}, CompareCase{"CIM_Foo", "cim_foo", 1, -1},
-                      CompareCase{"abc", "ABD", 0, -1}, CompareCase{"abd", "ABC", 0, 1},
-                      CompareCase{"ab", "abc", 0, -1}, CompareCase{"abc", "ab", 1, 1},
-                      CompareCase{"", "a", 0, -1}, CompareCase{"same", "same", 5, 0},
+    ::testing::Values(CompareCase{"CIM_Foo", "cim_foo", 0, 0},
+                      CompareCase{"CIM_Foo", "cim_foo", 1, -1}, CompareCase{"abc", "ABD", 0, -1},
+                      CompareCase{"abd", "ABC", 0, 1}, CompareCase{"ab", "abc", 0, -1},
+                      CompareCase{"abc", "ab", 1, 1}, CompareCase{"", "a", 0, -1},
+                      CompareCase{"same", "same", 5, 0},
                       // Bytes are unsigned: 0xE9 orders after 'z'.
                       CompareCase{"\xE9", "z", 1, 1},
                       // Folding is ASCII only: 0xC9 and 0xE9 differ in any mode.

@@ -107,8 +107,7 @@ class TOVValMap {
 
    private:
     friend class TOVValMap;
-    const_iterator(const std::vector<Node*>* buckets, std::size_t bucket)
-        : _buckets(buckets) {
+    const_iterator(const std::vector<Node*>* buckets, std::size_t bucket) : _buckets(buckets) {
       skipEmpty(bucket);
     }
     void skipEmpty(std::size_t bucket) {
@@ -136,8 +135,7 @@ class TOVValMap {
   }
 
   bool remove(const K& key, unsigned int hash) {
-    for (Node** slot = &_buckets[hash % _buckets.size()]; *slot != nullptr;
-         slot = &(*slot)->next) {
+    for (Node** slot = &_buckets[hash % _buckets.size()]; *slot != nullptr; slot = &(*slot)->next) {
       Node* node = *slot;
       if (node->hash == hash && node->key == key) {
         *slot = node->next;
@@ -151,8 +149,7 @@ class TOVValMap {
 
   const Node* findNode(const K& key) const {
     const unsigned int hash = _hashFn(key);
-    for (const Node* node = _buckets[hash % _buckets.size()]; node != nullptr;
-         node = node->next) {
+    for (const Node* node = _buckets[hash % _buckets.size()]; node != nullptr; node = node->next) {
       if (node->hash == hash && node->key == key) return node;
     }
     return nullptr;

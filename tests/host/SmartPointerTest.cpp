@@ -156,6 +156,8 @@ struct Incomplete {
   int* destroyed;
 };
 
-Holder makeHolder(int* destroyed) { return Holder{TOVSmrPtr<Incomplete>(new Incomplete(destroyed))}; }
+Holder makeHolder(int* destroyed) {
+  return Holder{TOVSmrPtr<Incomplete>(new Incomplete(destroyed))};
+}
 
 }  // namespace

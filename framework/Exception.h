@@ -1,0 +1,30 @@
+#pragma once
+
+#include "host/Exception.h"
+#include "host/String.h"
+
+namespace kest::pf {
+
+// Exception: the framework's error. A TovaBaseException whose type is
+// "Provider", with where (the operation that failed), who (the component that
+// raised it; empty unless the four-argument constructor is used), message
+// and code. The codes in use:
+//   7      a request the framework does not support;
+//   17664  a missing or null method parameter;
+//   17665  an operation needs a declared class and was given an undeclared one;
+//   17666  the object named by a method call is not cached;
+//   17667  a value read as a type it does not hold.
+//
+// The copy constructor copies where, message and code only: a copy reports
+// an empty type and an empty who. Throw prvalues (throw Exception(...)) and
+// rethrow with "throw;" so that what reaches the catcher keeps who and type.
+class Exception : public TovaBaseException {
+ public:
+  Exception(const TOVString& where, const TOVString& message, int code);
+  // Note the order: who first, then where.
+  Exception(const TOVString& who, const TOVString& where, const TOVString& message, int code);
+  Exception(const Exception& other);
+  ~Exception() override;
+};
+
+}  // namespace kest::pf

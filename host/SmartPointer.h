@@ -74,7 +74,17 @@ class TOVSmrPtr {
  private:
   template <typename U>
   friend class TOVSmrPtr;
+  template <typename U, typename... Args>
+  friend TOVSmrPtr<U> makeTOVSmrPtr(Args&&... args);
   explicit TOVSmrPtr(std::shared_ptr<T>&& ptr) noexcept : _ptr(std::move(ptr)) {}
 
   std::shared_ptr<T> _ptr;
 };
+
+// A new T built from args, held by a TOVSmrPtr, with the object and its count
+// in one allocation (TOVSmrPtr<T>(new T(...)) makes two). The pointer behaves
+// like any other TOVSmrPtr.
+template <typename T, typename... Args>
+TOVSmrPtr<T> makeTOVSmrPtr(Args&&... args) {
+  return TOVSmrPtr<T>(std::make_shared<T>(std::forward<Args>(args)...));
+}

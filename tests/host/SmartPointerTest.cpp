@@ -161,3 +161,15 @@ Holder makeHolder(int* destroyed) {
 }
 
 }  // namespace
+
+TEST(TOVSmrPtrTest, MakeBuildsTheObjectAndSharesLikeAnyOtherPointer) {
+  int destroyed = 0;
+  {
+    TOVSmrPtr<Derived> made = makeTOVSmrPtr<Derived>(&destroyed);
+    TOVSmrPtr<Base> base = made;
+    EXPECT_EQ(made.useCount(), 2);
+    EXPECT_EQ(base->value, 1);
+    EXPECT_TRUE(base.dynamicCast<Derived>() == made);
+  }
+  EXPECT_EQ(destroyed, 1);
+}

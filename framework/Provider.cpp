@@ -223,13 +223,9 @@ TOVSmrPtr<ITovaValue> Provider::registerObserver(TOVSmrPtr<ITovaInstanceName> in
                                                  ITovaIndication::IndicationType indicationType,
                                                  TOVSmrPtr<ITovaSubscriptionFilter> filter,
                                                  TOVSmrPtr<ITovaTransaction> transaction) {
-  TOVSmrPtr<ITovaObject> object;
-  getInstance(object, "", instanceName, transaction, PropertyList());
-  if (!object) {
-    TOVLog::log("kest::pf::Provider", "A NULL instance name was passed into registerObserver.", 1,
-                2, 0, TOVLog::CIMOMLOG);
-    return booleanValue(false);
-  }
+  const TOVSmrPtr<ITovaObject> object = observedObject(
+      instanceName, transaction, "A NULL instance name was passed into registerObserver.");
+  if (!object) return booleanValue(false);
   return booleanValue(object->registerObserver(subscriber, indicationType, filter));
 }
 
@@ -238,14 +234,19 @@ TOVSmrPtr<ITovaValue> Provider::deregisterObserver(TOVSmrPtr<ITovaInstanceName> 
                                                    ITovaIndication::IndicationType indicationType,
                                                    TOVSmrPtr<ITovaSubscriptionFilter> filter,
                                                    TOVSmrPtr<ITovaTransaction> transaction) {
+  const TOVSmrPtr<ITovaObject> object = observedObject(
+      instanceName, transaction, "A NULL instance name was passed into deregisterObserver.");
+  if (!object) return booleanValue(false);
+  return booleanValue(object->deregisterObserver(subscriber, indicationType, filter));
+}
+
+TOVSmrPtr<ITovaObject> Provider::observedObject(const TOVSmrPtr<ITovaInstanceName>& instanceName,
+                                                const TOVSmrPtr<ITovaTransaction>& transaction,
+                                                const char* missingMessage) {
   TOVSmrPtr<ITovaObject> object;
   getInstance(object, "", instanceName, transaction, PropertyList());
-  if (!object) {
-    TOVLog::log("kest::pf::Provider", "A NULL instance name was passed into deregisterObserver.", 1,
-                2, 0, TOVLog::CIMOMLOG);
-    return booleanValue(false);
-  }
-  return booleanValue(object->deregisterObserver(subscriber, indicationType, filter));
+  if (!object) TOVLog::log("kest::pf::Provider", missingMessage, 1, 2, 0, TOVLog::CIMOMLOG);
+  return object;
 }
 
 TOVSmrPtr<ITovaSubscriber> Provider::getStaticSubscriber() { return _subscriberInterface; }

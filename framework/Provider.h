@@ -194,6 +194,13 @@ class Provider : public kest::IProvider {
   bool _indicationsEnabled;
   int _subscriptionCount;
   TOVAtomicInt indicationIDCounter;
+
+ private:
+  // The cached object named instanceName, found through the provider's own
+  // getInstance; when there is none, logs missingMessage and returns null.
+  TOVSmrPtr<ITovaObject> observedObject(const TOVSmrPtr<ITovaInstanceName>& instanceName,
+                                        const TOVSmrPtr<ITovaTransaction>& transaction,
+                                        const char* missingMessage);
 };
 
 }  // namespace kest::pf

@@ -24,6 +24,7 @@
 #include "tests/support/ObjectModelBuilders.h"
 #include "tests/support/TestInstances.h"
 #include "tests/support/TestProvider.h"
+#include "tests/support/Thrown.h"
 
 using kest::RecordingProviderContext;
 using kest::VectorCollector;
@@ -40,6 +41,8 @@ using kest::testing::makePath;
 using kest::testing::refTo;
 using kest::testing::TestInstance;
 using kest::testing::TestProvider;
+using kest::testing::Thrown;
+using kest::testing::thrownAs;
 
 namespace {
 
@@ -131,25 +134,6 @@ class InstanceManagerTest : public ::testing::Test {
   InstanceManager _manager;
   TOVSmrPtr<Class> _base, _first, _second, _third;
 };
-
-// What a caught kest::pf::Exception carried (read in the handler: a copy of
-// the exception would lose its type and who).
-struct Thrown {
-  bool caught = false;
-  TOVString type, where, who, message;
-  int code = 0;
-};
-
-template <typename F>
-Thrown thrownBy(F f) {
-  Thrown thrown;
-  try {
-    f();
-  } catch (const Exception& e) {
-    thrown = Thrown{true, e.getType(), e.getWhere(), e.getWho(), e.getMessage(), e.getCode()};
-  }
-  return thrown;
-}
 
 }  // namespace
 
@@ -514,7 +498,7 @@ TEST_F(InstanceManagerTest, RegisterInstanceOfAnUndeclaredClassThrowsUndeclaredC
   declare("Test_Disk");
   const TOVSmrPtr<TestInstance> volume = disk("Test_Volume", "a");
 
-  const Thrown e = thrownBy([&] { _manager.registerInstance(volume); });
+  const Thrown e = thrownAs<Exception>([&] { _manager.registerInstance(volume); });
 
   ASSERT_TRUE(e.caught);
   EXPECT_EQ(e.type, "Provider");
@@ -567,7 +551,7 @@ TEST_F(InstanceManagerTest, DeregisterInstanceOfAnUndeclaredClassThrowsUndeclare
   declare("Test_Disk");
   const TOVSmrPtr<TestInstance> volume = disk("Test_Volume", "a");
 
-  const Thrown e = thrownBy([&] { _manager.deregisterInstance(volume); });
+  const Thrown e = thrownAs<Exception>([&] { _manager.deregisterInstance(volume); });
 
   ASSERT_TRUE(e.caught);
   EXPECT_EQ(e.type, "Provider");

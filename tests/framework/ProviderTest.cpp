@@ -35,6 +35,7 @@
 #include "tests/support/ObjectModelBuilders.h"
 #include "tests/support/TestInstances.h"
 #include "tests/support/TestProvider.h"
+#include "tests/support/Thrown.h"
 
 using kest::RecordingProviderContext;
 using kest::VectorCollector;
@@ -49,6 +50,8 @@ using kest::testing::makePath;
 using kest::testing::sharedNames;
 using kest::testing::TestInstance;
 using kest::testing::TestProvider;
+using kest::testing::Thrown;
+using kest::testing::thrownAs;
 
 namespace {
 
@@ -69,25 +72,7 @@ ParameterList emptyParameters() {
   return ParameterList(new TOVValSlist<TOVSmrPtr<ITovaActualParameter>>());
 }
 
-// What a caught exception carried, read in the handler (a copy of a
-// kest::pf::Exception loses its type and who).
-struct Thrown {
-  bool caught = false;
-  TOVString type, where, who, message;
-  int code = 0;
-};
-
-template <typename F>
-Thrown providerErrorOf(F f) {
-  Thrown thrown;
-  try {
-    f();
-  } catch (const Exception& e) {
-    thrown = Thrown{true, e.getType(), e.getWhere(), e.getWho(), e.getMessage(), e.getCode()};
-  }
-  return thrown;
-}
-
+// What a caught fatal assertion carried.
 struct Fatal {
   bool caught = false;
   TOVString text;
@@ -459,7 +444,7 @@ TEST_F(ProviderTest, ExecuteMethodOnAnUncachedObjectLogsOnceAndThrowsObjectNotFo
   declare("Test_Disk");
   TOVScopedLogCapture capture;
 
-  const Thrown e = providerErrorOf([&] {
+  const Thrown e = thrownAs<Exception>([&] {
     _provider.executeMethod("root/kest", diskName("Test_Disk", "a"), "Reset", emptyParameters(),
                             emptyParameters(), nullptr);
   });
@@ -488,7 +473,7 @@ TEST_F(ProviderTest, ExecuteMethodOnAnUncachedObjectLogsOnceAndThrowsObjectNotFo
 TEST_F(ProviderTest, ExecuteMethodOfAnUndeclaredClassIsObjectNotFoundToo) {
   TOVScopedLogCapture capture;
 
-  const Thrown e = providerErrorOf([&] {
+  const Thrown e = thrownAs<Exception>([&] {
     _provider.executeMethod("root/kest", diskName("Test_Volume", "v"), "Format", emptyParameters(),
                             emptyParameters(), nullptr);
   });
@@ -557,7 +542,7 @@ TEST_F(ProviderTest, ExecuteMethodLooksInTheNamedClassAndItsFirstChildClassOnly)
   declareTree();
   TOVScopedLogCapture capture;
 
-  const Thrown e = providerErrorOf([&] {
+  const Thrown e = thrownAs<Exception>([&] {
     _provider.executeMethod("root/kest", diskName("Test_Base", "d"), "Reset", emptyParameters(),
                             emptyParameters(), nullptr);
   });
@@ -590,7 +575,7 @@ TEST_F(ProviderTest, AnExceptionFromTheObjectsMethodPropagatesWithoutAudit) {
   });
   TOVScopedLogCapture capture;
 
-  const Thrown e = providerErrorOf([&] {
+  const Thrown e = thrownAs<Exception>([&] {
     _provider.executeMethod("root/kest", diskName("Test_First", "b"), "Reset", emptyParameters(),
                             emptyParameters(), nullptr);
   });
@@ -622,7 +607,7 @@ TEST_F(ProviderTest, CreateInstanceReturnsNullAndLeavesTheCacheUnchanged) {
 
 TEST_F(ProviderTest, SetPropertyIsRefusedAsNotSupported) {
   declareTree();
-  const Thrown e = providerErrorOf([&] {
+  const Thrown e = thrownAs<Exception>([&] {
     _provider.setProperty("root/kest", diskName("Test_Base", "a"), "Size", make(1), nullptr);
   });
 
@@ -636,7 +621,7 @@ TEST_F(ProviderTest, SetPropertyIsRefusedAsNotSupported) {
 
 TEST_F(ProviderTest, ModifyInstanceIsRefusedAsNotSupported) {
   declareTree();
-  const Thrown e = providerErrorOf(
+  const Thrown e = thrownAs<Exception>(
       [&] { _provider.modifyInstance("root/kest", _base, sharedNames({"Size"}), nullptr); });
 
   ASSERT_TRUE(e.caught);
@@ -649,7 +634,7 @@ TEST_F(ProviderTest, ModifyInstanceIsRefusedAsNotSupported) {
 
 TEST_F(ProviderTest, DeleteInstanceIsRefusedAsNotSupportedAndKeepsTheObject) {
   declareTree();
-  const Thrown e = providerErrorOf(
+  const Thrown e = thrownAs<Exception>(
       [&] { _provider.deleteInstance("root/kest", diskName("Test_Base", "a"), nullptr); });
 
   ASSERT_TRUE(e.caught);
@@ -708,13 +693,14 @@ TEST_F(ProviderTest, AssociatorsIsRefusedAsNotAvailableYet) {
   const TOVSmrPtr<ITovaInstanceName> name = diskName("Test_Base", "a");
   VectorCollector<TOVSmrPtr<ITovaValue>> values;
 
-  expectAssociationTraversalRefused(providerErrorOf([&] {
+  expectAssociationTraversalRefused(thrownAs<Exception>([&] {
                                       _provider.associators(values, "root/kest", name, nullptr, "",
                                                             "", "", "", nullptr);
                                     }),
                                     "kest::pf::Provider::associators");
   expectAssociationTraversalRefused(
-      providerErrorOf([&] { _provider.associators("root/kest", name, nullptr, "", "", "", ""); }),
+      thrownAs<Exception>(
+          [&] { _provider.associators("root/kest", name, nullptr, "", "", "", ""); }),
       "kest::pf::Provider::associators");
   EXPECT_TRUE(values.rep.empty());
 }
@@ -723,7 +709,7 @@ TEST_F(ProviderTest, AssociatorNamesIsRefusedAsNotAvailableYet) {
   declareTree();
   VectorCollector<TOVSmrPtr<ITovaInstanceName>> names;
 
-  expectAssociationTraversalRefused(providerErrorOf([&] {
+  expectAssociationTraversalRefused(thrownAs<Exception>([&] {
                                       _provider.associatorNames(names, "root/kest",
                                                                 diskName("Test_Base", "a"), nullptr,
                                                                 "", "", "", "");
@@ -738,11 +724,11 @@ TEST_F(ProviderTest, ReferencesIsRefusedAsNotAvailableYet) {
   VectorCollector<TOVSmrPtr<ITovaObject>> objects;
 
   expectAssociationTraversalRefused(
-      providerErrorOf(
+      thrownAs<Exception>(
           [&] { _provider.references(objects, "root/kest", name, nullptr, "", "", nullptr); }),
       "kest::pf::Provider::references");
   expectAssociationTraversalRefused(
-      providerErrorOf([&] { _provider.references("root/kest", name, nullptr, "", ""); }),
+      thrownAs<Exception>([&] { _provider.references("root/kest", name, nullptr, "", ""); }),
       "kest::pf::Provider::references");
   EXPECT_TRUE(objects.rep.empty());
 }
@@ -752,7 +738,7 @@ TEST_F(ProviderTest, ReferenceNamesIsRefusedAsNotAvailableYet) {
   VectorCollector<TOVSmrPtr<ITovaInstanceName>> names;
 
   expectAssociationTraversalRefused(
-      providerErrorOf([&] {
+      thrownAs<Exception>([&] {
         _provider.referenceNames(names, "root/kest", diskName("Test_Base", "a"), nullptr, "", "");
       }),
       "kest::pf::Provider::referenceNames");

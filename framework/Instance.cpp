@@ -1,6 +1,10 @@
 #include "framework/Instance.h"
 
 #include "framework/InstanceManager.h"
+#include "framework/Provider.h"
+#include "host/Exception.h"
+#include "host/Log.h"
+#include "host/ProviderContext.h"
 
 namespace kest::pf {
 
@@ -14,6 +18,12 @@ TOVSmrPtr<CNotificationSubscription> findSubscription(
     if (entry->getSubscriber() == subscriber) return entry;
   }
   return TOVSmrPtr<CNotificationSubscription>();
+}
+
+const TOVString kIndicationLogSource("Indication");
+
+void logIndication(const TOVString& message, int severity) {
+  TOVLog::log(kIndicationLogSource, message, severity, 2, 0, TOVLog::CIMOMLOG);
 }
 
 }  // namespace
@@ -111,6 +121,59 @@ TOVSmrPtr<Instance> Instance::getSmartThis() {
   const TOVSmrPtr<ITovaInstanceName> name = getInstanceName();
   if (!name) return TOVSmrPtr<Instance>();
   return getInstanceManager().getPFInstance(name, this);
+}
+
+bool Instance::_fireIndications(ITovaIndication::IndicationType notificationType,
+                                const TOVValSlist<TOVString>& changedItems,
+                                const TOVSmrPtr<ITovaObject>& previousInstance) {
+  if (changedItems.isEmpty()) return true;
+  Provider* provider = getInstanceManager().getProvider();
+  if (provider == nullptr) throw TOVNullPointerException();
+  if (!provider->getIndicationsEnabled()) return true;
+
+  try {
+    const TOVSmrPtr<ITovaObject> object = getSmartThis();
+    if (!object) return true;
+
+    if (notificationType == ITovaIndication::IndicationChange &&
+        provider->hasActiveSubscribers(kest::SMISIndicationFactory::CIM_INST_MODIFICATION,
+                                       object)) {
+      const TOVString id = provider->getNextIndicationIdentifier();
+      const TOVSmrPtr<CTovaObject> smis =
+          kest::SMISIndicationFactory::createInstModification(id, object, previousInstance);
+      provider->getProviderContext()->deliverIndication(ITovaObject::getLocalNameSpace(object),
+                                                        CTovaObject::iPtr(smis));
+    }
+
+    // Walked on a copy: a subscriber may register or deregister observers
+    // while it is notified.
+    const TOVValSlist<TOVSmrPtr<CNotificationSubscription>> subscriptions =
+        _notificationSubscriptions;
+    for (const TOVSmrPtr<CNotificationSubscription>& entry : subscriptions) {
+      // A null entry is reported and then followed, which raises the host's
+      // null-pointer error below.
+      if (!entry) logIndication("iter.key() is NULL in kest::pf::Instance::_fireIndications", 1);
+      if (!entry->getIndicationFilterProcessor().notificationNeeded(notificationType,
+                                                                    changedItems)) {
+        continue;
+      }
+      const TOVSmrPtr<TOVValSlist<TOVString>> changed(new TOVValSlist<TOVString>(changedItems));
+      const TOVSmrPtr<ITovaIndication> indication(
+          new CTovaIndication(object, notificationType, changed, nullptr, 1,
+                              TOVSmrPtr<TOVValSlist<TOVString>>(), false));
+      const TOVSmrPtr<ITovaSubscriber> subscriber = entry->getSubscriber();
+      if (!subscriber) {
+        logIndication(
+            "subscription.getSubscriber() is NULL in kest::pf::Instance::_fireIndications", 1);
+      }
+      subscriber->notify(indication);
+      logIndication("Send indication: " + CTovaDebugTools::indicationToString(indication), 4);
+    }
+  } catch (...) {
+    logIndication("Unknown exception in kest::pf::Instance::_fireIndications", 1);
+    throw;
+  }
+  return true;
 }
 
 bool Instance::operator==(const ITovaObject& rhs) const {

@@ -97,6 +97,19 @@ class Instance : public ITovaObject {
   bool operator==(const ITovaObject& rhs) const;
 
  protected:
+  // Raises a modification of this object. Nothing happens (true) when
+  // changedItems is empty or the provider has indications switched off; the
+  // host's null-pointer error when the cache has no provider. Otherwise, for
+  // an object the cache holds (getSmartThis()): an IndicationChange with
+  // active SMI-S subscribers is delivered as a CIM_InstModification about this
+  // live object (previousInstance as the previous state), and every observer
+  // whose filters accept notificationType and changedItems is notified with a
+  // native indication carrying a copy of changedItems. Anything thrown after
+  // the provider check is logged and rethrown unchanged. Returns true.
+  bool _fireIndications(ITovaIndication::IndicationType notificationType,
+                        const TOVValSlist<TOVString>& changedItems,
+                        const TOVSmrPtr<ITovaObject>& previousInstance);
+
   // The observers of this object, one entry per subscriber, in order of
   // first registration.
   TOVValSlist<TOVSmrPtr<CNotificationSubscription>> _notificationSubscriptions;

@@ -8,6 +8,7 @@
 #include "framework/Provider.h"
 #include "host/Exception.h"
 #include "host/IndicationServices.h"
+#include "host/Log.h"
 #include "host/ProviderContext.h"
 #include "streaming/MultiResponseCollection.h"
 #include "streaming/MultiResponseCollector.h"
@@ -22,6 +23,12 @@ constexpr int kUndeclaredClassCode = 17665;  // 0x4501
 [[noreturn]] void throwUndeclared(const char* where, const TOVString& className) {
   throw Exception(where, MessageTable::E_PFPROVIDER_ERROR_UNDECLARED_CLASS + " " + className,
                   kUndeclaredClassCode);
+}
+
+const TOVString kPurgeLogSource("PFInstanceManager::purge");
+
+void logPurge(const TOVString& message) {
+  TOVLog::log(kPurgeLogSource, message, 1, 2, 0, TOVLog::CIMOMLOG);
 }
 
 }  // namespace
@@ -190,6 +197,65 @@ void InstanceManager::removeAssociations(const TOVSmrPtr<Instance>& instance,
   if (baseClass) {
     removeAssociations(instance, baseClass,
                        _classDirectory.lookupInstanceDirectory(baseClass->getClassName()));
+  }
+}
+
+void InstanceManager::purge(TOVSmrPtr<Instance> pfInstance, long timeStamp, bool isPrune,
+                            bool useIsAssocFlag, bool isAssoc) {
+  if (!pfInstance) return;
+  if (pfInstance->getUpdateStamp() == timeStamp) return;
+  const bool isAssociation =
+      useIsAssocFlag ? isAssoc : lookupClass(pfInstance->getClassName())->isAssociation();
+  if (isAssociation) {
+    pfInstance->destroy(TOVString(""));
+    return;
+  }
+  if (isPrune) {
+    logPurge("pruning: " + pfInstance->getInstanceName()->toString());
+    pfInstance->prune(timeStamp);
+  }
+  deregisterInstance(pfInstance);
+  pfInstance->destroy();
+}
+
+void InstanceManager::purge(TOVSmrPtr<TOVValSlist<TOVSmrPtr<ITovaValue>>>& instances,
+                            long timeStamp) {
+  if (!instances) return;
+  for (const TOVSmrPtr<ITovaValue>& value : *instances) {
+    if (!value) continue;
+    TOVSmrPtr<ITovaObject> object;
+    try {
+      if (value->getType()->isReference()) {
+        const TOVSmrPtr<ITovaInstanceName> name = value->getReference();
+        if (name) object = getInstance(name);
+      } else {
+        object = value->getObject();
+      }
+    } catch (...) {
+      logPurge("Exception caught");
+      object.reset();
+    }
+    if (!object) continue;
+    // Every object the cache hands out is an Instance.
+    purge(object.staticCast<Instance>(), timeStamp, true, false, false);
+  }
+}
+
+void InstanceManager::purge(const TOVString& className, long timeStamp) {
+  const TOVSmrPtr<InstanceDirectory> directory = _classDirectory.lookupInstanceDirectory(className);
+  if (!directory) throwUndeclared("kest::pf::InstanceManager::purge", className);
+  const bool isAssociation = lookupClass(className)->isAssociation();
+  const TOVString emptyString("");
+  // A snapshot: deregistering and destroy() overrides change the directory.
+  const InstanceDirectory::InstanceList instances = directory->getAllInstances();
+  for (const TOVSmrPtr<Instance>& instance : *instances) {
+    if (instance->getUpdateStamp() == timeStamp) continue;
+    if (isAssociation) {
+      instance->destroy(emptyString);
+    } else {
+      deregisterInstance(instance);
+      instance->destroy();
+    }
   }
 }
 

@@ -7,6 +7,7 @@
 #include "host/Object.h"
 #include "host/SmartPointer.h"
 #include "host/String.h"
+#include "host/Value.h"
 
 namespace kest::pf {
 
@@ -92,6 +93,29 @@ class InstanceManager {
   void removeAssociations(const TOVSmrPtr<Instance>& instance,
                           const TOVSmrPtr<Class>& classOfInstance,
                           const TOVSmrPtr<InstanceDirectory>& instanceDirectory);
+
+  // Purging drops stale objects: those whose update stamp differs from
+  // timeStamp (an older or a newer stamp alike).
+  //
+  // A stale pfInstance (null: nothing) leaves the cache. An association
+  // object (isAssoc when useIsAssocFlag, else its class's declaration
+  // decides; an undeclared class raises the host's null-pointer error) is
+  // only told destroy(""), its override removing it. An ordinary object is,
+  // in prune mode, logged and told prune(timeStamp), then deregistered and
+  // told destroy().
+  void purge(TOVSmrPtr<Instance> pfInstance, long timeStamp, bool isPrune, bool useIsAssocFlag,
+             bool isAssoc);
+  // Purges, in prune mode, each cached object the values name: a reference
+  // value through getInstance (child classes included), any other value
+  // through its embedded object. Null values and names of no cached object
+  // are skipped; a value that cannot be read is logged and skipped. A null
+  // list does nothing.
+  void purge(TOVSmrPtr<TOVValSlist<TOVSmrPtr<ITovaValue>>>& instances, long timeStamp);
+  // Purges the stale objects cached under className itself (not its child
+  // classes), without pruning or logging. Throws Exception (where
+  // "kest::pf::InstanceManager::purge", "Undeclared class <name>", 17665)
+  // for an undeclared class.
+  void purge(const TOVString& className, long timeStamp);
 
   // Delivers instance's creation (isCreate) or deletion indication: the SMI-S
   // form when the provider has active subscribers, and the host's native form

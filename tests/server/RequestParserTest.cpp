@@ -22,34 +22,25 @@ using kest::server::PropertyDefinition;
 using kest::server::RequestParser;
 using kest::server::RequestRejected;
 using kest::server::testing::dataPath;
+using kest::server::testing::intrinsicCall;
+using kest::server::testing::parameter;
 using kest::server::testing::readFile;
+using kest::server::testing::requestMessage;
 
 namespace {
 
-const char* const kNameSpace = "<NAMESPACE NAME=\"root\"/><NAMESPACE NAME=\"cimv2\"/>";
 const char* const kFooName =
     "<INSTANCENAME CLASSNAME=\"CIM_Foo\"><KEYBINDING NAME=\"Name\"><KEYVALUE VALUETYPE=\"string\">"
     "abc</KEYVALUE></KEYBINDING></INSTANCENAME>";
 
-std::string envelope(const std::string& call) {
-  return "<?xml version=\"1.0\" encoding=\"utf-8\" ?>\n<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\">"
-         "<MESSAGE ID=\"4711\" PROTOCOLVERSION=\"1.0\"><SIMPLEREQ>" +
-         call + "</SIMPLEREQ></MESSAGE></CIM>";
-}
+std::string envelope(const std::string& call) { return requestMessage(call); }
 
 std::string intrinsic(const std::string& method, const std::string& parameters) {
-  return envelope("<IMETHODCALL NAME=\"" + method + "\"><LOCALNAMESPACEPATH>" + kNameSpace +
-                  "</LOCALNAMESPACEPATH>" + parameters + "</IMETHODCALL>");
-}
-
-std::string parameter(const std::string& name, const std::string& content) {
-  return "<IPARAMVALUE NAME=\"" + name + "\">" + content + "</IPARAMVALUE>";
+  return intrinsicCall(method, parameters);
 }
 
 std::string methodCall(const std::string& parameters) {
-  return envelope("<METHODCALL NAME=\"DoIt\"><LOCALINSTANCEPATH><LOCALNAMESPACEPATH>" +
-                  std::string(kNameSpace) + "</LOCALNAMESPACEPATH>" + kFooName +
-                  "</LOCALINSTANCEPATH>" + parameters + "</METHODCALL>");
+  return kest::server::testing::methodCall("DoIt", kFooName, parameters);
 }
 
 class RequestParserTest : public ::testing::Test {
@@ -478,8 +469,9 @@ TEST_F(RequestParserTest, WellFormedXmlThatIsNotARequestIsNotValid) {
 }
 
 TEST_F(RequestParserTest, UnsupportedVersionsAndMultipleRequestsAreNotImplemented) {
-  const std::string call = "<IMETHODCALL NAME=\"EnumerateClassNames\"><LOCALNAMESPACEPATH>" +
-                           std::string(kNameSpace) + "</LOCALNAMESPACEPATH></IMETHODCALL>";
+  const std::string call = "<IMETHODCALL NAME=\"EnumerateClassNames\">" +
+                           kest::server::testing::localNameSpacePath("root/cimv2") +
+                           "</IMETHODCALL>";
   EXPECT_EQ(rejection("<CIM CIMVERSION=\"3.0\" DTDVERSION=\"2.0\"/>"),
             "501 unsupported-cim-version: CIMVERSION 3.0 is not supported");
   EXPECT_EQ(rejection("<CIM CIMVERSION=\"2.0\" DTDVERSION=\"3.1\"/>"),

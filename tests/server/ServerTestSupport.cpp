@@ -79,6 +79,50 @@ std::string dtdErrors(const std::string& xml) {
                                : result.output;
 }
 
+std::string requestMessage(const std::string& call) {
+  return "<?xml version=\"1.0\" encoding=\"utf-8\" ?>\n<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\">"
+         "<MESSAGE ID=\"4711\" PROTOCOLVERSION=\"1.0\"><SIMPLEREQ>" +
+         call + "</SIMPLEREQ></MESSAGE></CIM>";
+}
+
+std::string localNameSpacePath(const std::string& nameSpace) {
+  std::string xml = "<LOCALNAMESPACEPATH>";
+  std::size_t start = 0;
+  while (start <= nameSpace.size()) {
+    std::size_t slash = nameSpace.find('/', start);
+    if (slash == std::string::npos) slash = nameSpace.size();
+    xml += "<NAMESPACE NAME=\"" + nameSpace.substr(start, slash - start) + "\"/>";
+    start = slash + 1;
+  }
+  return xml + "</LOCALNAMESPACEPATH>";
+}
+
+std::string intrinsicCall(const std::string& method, const std::string& parameters,
+                          const std::string& nameSpace) {
+  return requestMessage("<IMETHODCALL NAME=\"" + method + "\">" + localNameSpacePath(nameSpace) +
+                        parameters + "</IMETHODCALL>");
+}
+
+std::string methodCall(const std::string& method, const std::string& instanceName,
+                       const std::string& parameters, const std::string& nameSpace) {
+  return requestMessage("<METHODCALL NAME=\"" + method + "\"><LOCALINSTANCEPATH>" +
+                        localNameSpacePath(nameSpace) + instanceName + "</LOCALINSTANCEPATH>" +
+                        parameters + "</METHODCALL>");
+}
+
+std::string parameter(const std::string& name, const std::string& content) {
+  return "<IPARAMVALUE NAME=\"" + name + "\">" + content + "</IPARAMVALUE>";
+}
+
+std::string instanceNameXml(const std::string& className, const std::vector<KeyText>& keys) {
+  std::string xml = "<INSTANCENAME CLASSNAME=\"" + className + "\">";
+  for (const KeyText& key : keys) {
+    xml += "<KEYBINDING NAME=\"" + key.name + "\"><KEYVALUE VALUETYPE=\"" + key.valueType + "\">" +
+           key.text + "</KEYVALUE></KEYBINDING>";
+  }
+  return xml + "</INSTANCENAME>";
+}
+
 TemporaryFolder::TemporaryFolder() {
   std::string pattern = (std::filesystem::temp_directory_path() / "kest-server-test-XXXXXX").string();
   if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");

@@ -34,6 +34,28 @@ ProgramResult runProgram(const std::vector<std::string>& argv, bool separate = t
 // the empty string when it is valid, xmllint's messages otherwise.
 std::string dtdErrors(const std::string& xml);
 
+// Builders of CIM-XML request messages (what a client sends).
+//   requestMessage: the whole message around one IMETHODCALL or METHODCALL;
+//   intrinsicCall: an IMETHODCALL of method in nameSpace with parameters;
+//   methodCall: a METHODCALL of method on the object named by instanceName
+//     (an INSTANCENAME element) in nameSpace;
+//   parameter: one IPARAMVALUE;
+//   localNameSpacePath: LOCALNAMESPACEPATH of a namespace such as "root/cimv2";
+//   instanceNameXml: an INSTANCENAME whose keys are (name, VALUETYPE, text).
+struct KeyText {
+  std::string name;
+  std::string valueType;
+  std::string text;
+};
+std::string requestMessage(const std::string& call);
+std::string intrinsicCall(const std::string& method, const std::string& parameters,
+                          const std::string& nameSpace = "root/cimv2");
+std::string methodCall(const std::string& method, const std::string& instanceName,
+                       const std::string& parameters, const std::string& nameSpace = "root/cimv2");
+std::string parameter(const std::string& name, const std::string& content);
+std::string localNameSpacePath(const std::string& nameSpace);
+std::string instanceNameXml(const std::string& className, const std::vector<KeyText>& keys);
+
 // A file in a fresh temporary folder that is removed with the object.
 class TemporaryFolder {
  public:

@@ -1,7 +1,7 @@
 // A provider that is not built on the framework and fails every request: a
 // direct kest::IProvider that declares its classes through
 // kest_provider_declare_classes. The class a request addresses picks the
-// error it throws:
+// error it throws (Test_Slow alone succeeds, slowly):
 //   Test_ErrNotSupported  kest::pf::Exception code 7
 //   Test_ErrParameter     kest::pf::Exception code 17664
 //   Test_ErrClass         kest::pf::Exception code 17665
@@ -14,10 +14,14 @@
 //   Test_Midway           EnumerateInstances adds 2000 instances first, then
 //                         throws std::runtime_error
 //   Test_MidwaySmall      the same after 2 instances
+//   Test_Slow             EnumerateInstances waits 300 ms, then adds 3
+//                         instances and returns
 // Every other class throws an int too.
 
+#include <chrono>
 #include <iosfwd>
 #include <stdexcept>
+#include <thread>
 
 #include "framework/Exception.h"
 #include "host/Exception.h"
@@ -36,7 +40,7 @@ using kest::testing::makeName;
 const char* const kClasses[] = {
     "Test_ErrNotSupported", "Test_ErrParameter", "Test_ErrClass", "Test_ErrNotFound",
     "Test_ErrFailed",       "Test_ErrHost",      "Test_ErrFatal", "Test_ErrStd",
-    "Test_ErrUnknown",      "Test_Midway",       "Test_MidwaySmall",
+    "Test_ErrUnknown",      "Test_Midway",       "Test_MidwaySmall", "Test_Slow",
 };
 
 bool is(const TOVString& className, const char* name) { return className.compareTo(name, 0) == 0; }
@@ -110,7 +114,12 @@ class ThrowingProvider : public kest::IProvider {
   void enumerateInstances(kest::ICollector<TOVSmrPtr<ITovaObject>>& results, const TOVString&,
                           const TOVString& className, const TOVSmrPtr<ITovaTransaction>&,
                           const PropertyList&) override {
-    const int count = is(className, "Test_Midway") ? 2000 : is(className, "Test_MidwaySmall") ? 2 : 0;
+    const bool slow = is(className, "Test_Slow");
+    if (slow) std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    const int count = is(className, "Test_Midway")        ? 2000
+                      : is(className, "Test_MidwaySmall") ? 2
+                      : slow                              ? 3
+                                                          : 0;
     for (int i = 0; i < count; ++i) {
       TOVSmrPtr<CTovaObject> object(new CTovaObject(className));
       object->setInstanceName(makeName(className.c_str(), "Id", make(TOVuint32(i))));
@@ -118,7 +127,7 @@ class ThrowingProvider : public kest::IProvider {
       object->setProperty("Padding", make("some text to make the instance longer"));
       results.add(CTovaObject::iPtr(object));
     }
-    fail(className);
+    if (!slow) fail(className);
   }
   void references(kest::ICollector<TOVSmrPtr<ITovaObject>>&, const TOVString&,
                   const TOVSmrPtr<ITovaInstanceName>& name, const TOVSmrPtr<ITovaTransaction>&,

@@ -1,0 +1,102 @@
+// Tests of the kest-server program itself: options, the KEST_CONFIG file,
+// start-up failures and stopping on SIGINT and SIGTERM.
+
+#include <signal.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/server/HttpTestSupport.h"
+#include "tests/server/ServerTestSupport.h"
+
+using kest::server::testing::runProgram;
+using kest::server::testing::ServerProcess;
+using kest::server::testing::TemporaryFolder;
+
+namespace {
+
+std::string barNames(int port) {
+  const std::string address = "127.0.0.1:" + std::to_string(port);
+  return address + "/root/cimv2:Test_Bar.Tag=\"b1\"\n" + address + "/root/cimv2:Test_Bar.Tag=\"b2\"\n";
+}
+
+std::string enumerateBars(int port) {
+  return runProgram({"wbemcli", "ein", "http://127.0.0.1:" + std::to_string(port) + "/root/cimv2:Test_Bar"})
+      .output;
+}
+
+bool contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+}  // namespace
+
+TEST(KestServerProgramTest, ServesUntilSigtermThenShutsDownTheProvidersAndExitsZero) {
+  ServerProcess server({KEST_SERVER_EXECUTABLE, "--port", "0", "--provider", KEST_TEST_PROVIDER});
+  ASSERT_NE(server.port(), 0) << server.errors();
+  EXPECT_EQ(enumerateBars(server.port()), barNames(server.port()));
+  EXPECT_EQ(server.stop(SIGTERM), 0);
+  EXPECT_TRUE(contains(server.errors(), "[3] kest-server: SIGTERM received, stopping\n"));
+  EXPECT_TRUE(contains(server.errors(), "[3] ServerTestProvider: shutdown\n"));
+  EXPECT_TRUE(contains(server.errors(), "[3] kest::server::Server: kest-server stopped\n"));
+}
+
+TEST(KestServerProgramTest, SigintStopsItTheSameWay) {
+  ServerProcess server({KEST_SERVER_EXECUTABLE, "--port", "0", "--provider", KEST_TEST_PROVIDER});
+  ASSERT_NE(server.port(), 0) << server.errors();
+  EXPECT_EQ(server.stop(SIGINT), 0);
+  EXPECT_TRUE(contains(server.errors(), "[3] ServerTestProvider: shutdown\n"));
+}
+
+TEST(KestServerProgramTest, TheConfigurationFileSetsTheServer) {
+  TemporaryFolder folder;
+  const std::string config = folder.write(
+      "kest.ini", std::string("[KEST]\nCimTransactionTimeout = 5\n[Server]\nPort = 0\nProviders = ") +
+                      KEST_TEST_PROVIDER + "@root/interop\nNameSpaces = root/interop\nLogLevel = 3\n");
+  ServerProcess server({KEST_SERVER_EXECUTABLE}, {{"KEST_CONFIG", config}});
+  ASSERT_NE(server.port(), 0) << server.errors();
+  const std::string address = "127.0.0.1:" + std::to_string(server.port());
+  EXPECT_EQ(runProgram({"wbemcli", "ein", "http://" + address + "/root/interop:Test_Bar"}).output,
+            address + "/root/interop:Test_Bar.Tag=\"b1\"\n" + address + "/root/interop:Test_Bar.Tag=\"b2\"\n");
+  EXPECT_TRUE(contains(runProgram({"wbemcli", "ein", "http://" + address + "/root/cimv2:Test_Bar"}).errors,
+                       "CIM_ERR_INVALID_NAMESPACE"));
+  EXPECT_EQ(server.stop(SIGTERM), 0);
+}
+
+TEST(KestServerProgramTest, CommandLineOptionsOverrideTheConfigurationFile) {
+  TemporaryFolder folder;
+  const std::string config =
+      folder.write("kest.ini", "[Server]\nPort = 0\nProviders = /nonexistent/libnone.so\n");
+  ServerProcess server({KEST_SERVER_EXECUTABLE, "--provider", KEST_TEST_PROVIDER},
+                       {{"KEST_CONFIG", config}});
+  ASSERT_NE(server.port(), 0) << server.errors();
+  EXPECT_EQ(enumerateBars(server.port()), barNames(server.port()));
+  EXPECT_EQ(server.stop(SIGTERM), 0);
+}
+
+TEST(KestServerProgramTest, AProviderThatFailsToLoadStopsTheStartWithItsPathAndReason) {
+  ServerProcess server({KEST_SERVER_EXECUTABLE, "--port", "0", "--provider", KEST_TEST_PROVIDER,
+                        "--provider", "/nonexistent/libnone.so"});
+  EXPECT_EQ(server.wait(), 1);
+  EXPECT_TRUE(contains(server.errors(),
+                       "kest-server: /nonexistent/libnone.so: cannot load the library: "
+                       "/nonexistent/libnone.so: cannot open shared object file: No such file or "
+                       "directory\n"))
+      << server.errors();
+  // The provider that had started was shut down again.
+  EXPECT_TRUE(contains(server.errors(), "[3] ServerTestProvider: shutdown\n"));
+}
+
+TEST(KestServerProgramTest, MalformedSettingsAreReported) {
+  TemporaryFolder folder;
+  const std::string config = folder.write("kest.ini", "[Server]\nPort = many\n");
+  ServerProcess badConfig({KEST_SERVER_EXECUTABLE}, {{"KEST_CONFIG", config}});
+  EXPECT_EQ(badConfig.wait(), 1);
+  EXPECT_TRUE(contains(badConfig.errors(), "kest-server: [Server] Port: \"many\" is not a number\n"))
+      << badConfig.errors();
+  ServerProcess badOption({KEST_SERVER_EXECUTABLE, "--port", "70000"});
+  EXPECT_NE(badOption.wait(), 0);
+  EXPECT_TRUE(contains(badOption.errors(), "--port")) << badOption.errors();
+}

@@ -351,6 +351,13 @@ TEST_F(InstanceManagerTest, GetPFInstanceOfAnUndeclaredClassIsNull) {
   EXPECT_TRUE(_manager.getPFInstance(diskName("Test_Volume", "a"), nullptr).isNull());
 }
 
+// Unlike getInstance, getPFInstance has no answer for a null name.
+TEST_F(InstanceManagerTest, GetPFInstanceOfANullNameRaisesTheNullPointerError) {
+  declare("Test_Disk");
+  EXPECT_THROW(_manager.getPFInstance(TOVSmrPtr<ITovaInstanceName>(), nullptr),
+               TOVNullPointerException);
+}
+
 TEST_F(InstanceManagerTest, GetPFInstanceFindsAnObjectOfTheFirstChildClass) {
   declareTree();
   const TOVSmrPtr<TestInstance> child = cachedDisk("Test_First", "a");
@@ -573,6 +580,31 @@ TEST_F(InstanceManagerTest, RegisterInstanceWithoutAProviderThrowsNullPointer) {
       new TestInstance(manager, "Test_Disk", diskName("Test_Disk", "a")));
 
   EXPECT_THROW(manager.registerInstance(object), TOVNullPointerException);
+}
+
+// The provider is asked only after the directory has changed, so the object is
+// cached (and then removed) although both calls fail.
+TEST_F(InstanceManagerTest, WithoutAProviderRegistrationChangesTheCacheThenThrowsNullPointer) {
+  InstanceManager manager;
+  manager.registerClass(_tree.make("Test_Disk"));
+  const TOVSmrPtr<TestInstance> object(
+      new TestInstance(manager, "Test_Disk", diskName("Test_Disk", "a")));
+
+  EXPECT_THROW(manager.registerInstance(object), TOVNullPointerException);
+  EXPECT_EQ(manager.getInstance(diskName("Test_Disk", "a")).get(),
+            static_cast<ITovaObject*>(object.get()));
+
+  EXPECT_THROW(manager.deregisterInstance(object), TOVNullPointerException);
+  EXPECT_TRUE(manager.getInstance(diskName("Test_Disk", "a")).isNull());
+}
+
+TEST_F(InstanceManagerTest, GenerateIndicationsWithoutAProviderThrowsNullPointer) {
+  InstanceManager manager;
+  const TOVSmrPtr<TestInstance> object(
+      new TestInstance(manager, "Test_Disk", diskName("Test_Disk", "a")));
+
+  EXPECT_THROW(manager.generateIndications(object, true), TOVNullPointerException);
+  EXPECT_THROW(manager.generateIndications(object, false), TOVNullPointerException);
 }
 
 TEST_F(InstanceManagerTest, RegisterInstanceFindsTheClassInAnyCase) {

@@ -362,6 +362,32 @@ TEST_F(ProviderTest, OverridingTheCollectorEnumerationChangesTheListFormAndTheNa
   EXPECT_EQ(provider.calls, 2);
 }
 
+namespace {
+
+// Serves an enumeration that holds a null object.
+class NullObjectEnumerationProvider : public TestProvider {
+ public:
+  using TestProvider::enumerateInstances;
+
+  void enumerateInstances(kest::ICollector<TOVSmrPtr<ITovaObject>>& results,
+                          const TOVString& /*nameSpace*/, const TOVString& /*className*/,
+                          const TOVSmrPtr<ITovaTransaction>& /*tovaTransaction*/,
+                          const PropertyList& /*propertyList*/) override {
+    results.add(TOVSmrPtr<ITovaObject>());
+  }
+};
+
+}  // namespace
+
+TEST_F(ProviderTest, EnumerateInstanceNamesFollowsANullObjectIntoTheNullPointerError) {
+  NullObjectEnumerationProvider provider;
+  VectorCollector<TOVSmrPtr<ITovaInstanceName>> names;
+
+  EXPECT_THROW(provider.enumerateInstanceNames(names, "root/kest", "Test_Disk", nullptr),
+               TOVNullPointerException);
+  EXPECT_TRUE(names.rep.empty());
+}
+
 // --- getInstance ------------------------------------------------------------
 
 TEST_F(ProviderTest, GetInstanceGivesTheCachedObject) {
@@ -1148,6 +1174,21 @@ TEST_F(ProviderTest, ObserverRequestsLogWhenTheProvidersOwnGetInstanceFindsNothi
   EXPECT_TRUE(cached->observers().isEmpty());
   EXPECT_EQ(provider.calls, 1);
   expectSingleLogRecord(capture, "A NULL instance name was passed into registerObserver.");
+}
+
+TEST_F(ProviderTest, ObserverRequestsLetAnErrorOfTheLookupThroughWithoutLogging) {
+  const TOVSmrPtr<Class> base = declare("Test_Base");
+  _tree.link(base, _tree.make("Test_Undeclared"));
+  const TOVSmrPtr<ITovaSubscriber> subscriber(new CountingSubscriber());
+  TOVScopedLogCapture capture;
+
+  EXPECT_THROW(_provider.registerObserver(diskName("Test_Base", "a"), subscriber,
+                                          ITovaIndication::IndicationChange, nullptr, nullptr),
+               TOVNullPointerException);
+  EXPECT_THROW(_provider.deregisterObserver(diskName("Test_Base", "a"), subscriber,
+                                            ITovaIndication::IndicationChange, nullptr, nullptr),
+               TOVNullPointerException);
+  EXPECT_TRUE(capture.records().empty());
 }
 
 TEST_F(ProviderTest, RefusedRequestsThrowCodeSevenWhateverTheirArguments) {

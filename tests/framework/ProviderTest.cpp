@@ -164,6 +164,7 @@ TEST_F(ProviderTest, StartsWithoutContextRepositoryOrWorkAreaAndWithIndicationsO
   EXPECT_TRUE(_provider.getWorkAreaPath().isNull());
   EXPECT_FALSE(_provider.getIndicationsEnabled());
   EXPECT_EQ(_provider.subscriptionCount(), 0);
+  EXPECT_EQ(_provider.lastIndicationNumber(), 0);
   EXPECT_FALSE(_provider.hasActiveSubscribers("CIM_InstCreation", TOVSmrPtr<ITovaObject>()));
 }
 

@@ -472,6 +472,15 @@ TEST_F(InstanceManagerTest, SmartThisOfAnUnregisteredObjectIsNull) {
   EXPECT_TRUE(loose->getSmartThis().isNull());
 }
 
+TEST_F(InstanceManagerTest, SmartThisOfAnObjectWhoseNameIsTakenIsTheObjectCachedUnderIt) {
+  declare("Test_Disk");
+  const TOVSmrPtr<TestInstance> replaced = cachedDisk("Test_Disk", "a");
+  const TOVSmrPtr<TestInstance> cached = cachedDisk("Test_Disk", "a");
+
+  EXPECT_EQ(replaced->getSmartThis().get(), cached.get());
+  EXPECT_EQ(cached->getSmartThis().get(), cached.get());
+}
+
 TEST_F(InstanceManagerTest, SmartThisOfARegisteredAssociationIsThatObject) {
   declare("Test_Link", true);
   const TOVSmrPtr<TestInstance> first =

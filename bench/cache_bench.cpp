@@ -79,8 +79,7 @@ struct Cache {
 
   // Caches a new object of className named by prefix and i, keeps it in the
   // baseline under its key text, and returns its name.
-  TOVSmrPtr<ITovaInstanceName> add(const TOVString& className, const char* prefix,
-                                   std::size_t i) {
+  TOVSmrPtr<ITovaInstanceName> add(const TOVString& className, const char* prefix, std::size_t i) {
     const TOVSmrPtr<ITovaInstanceName> name = nameOf(className, prefix, i);
     const TOVSmrPtr<TestInstance> object(new TestInstance(manager(), className, name));
     manager().registerInstance(object);
@@ -139,8 +138,7 @@ struct FlatCache : Cache {
 
 struct TreeCache : Cache {
   explicit TreeCache(std::size_t count) {
-    const std::vector<TOVString> levels{"KEST_Level0", "KEST_Level1", "KEST_Level2",
-                                        "KEST_Level3"};
+    const std::vector<TOVString> levels{"KEST_Level0", "KEST_Level1", "KEST_Level2", "KEST_Level3"};
     // Each level's objects have keys of their own.
     const std::vector<const char*> prefixes{"top", "mid", "low", "leaf"};
     const std::size_t perLevel = count / levels.size();
@@ -349,17 +347,17 @@ void enumerationSizes(benchmark::internal::Benchmark* b) {
 
 // Each operation next to its baseline, first for the flat layout, then for
 // the tree.
-#define KEST_CACHE_BENCHMARKS(Layout)                                                 \
-  BENCHMARK_TEMPLATE(BM_GetInstanceHit, Layout)->Apply(sizes);                        \
-  BENCHMARK_TEMPLATE(BM_GetInstanceHit_Baseline, Layout)->Apply(sizes);               \
-  BENCHMARK_TEMPLATE(BM_GetInstanceMiss, Layout)->Apply(sizes);                       \
-  BENCHMARK_TEMPLATE(BM_GetInstanceMiss_Baseline, Layout)->Apply(sizes);              \
-  BENCHMARK_TEMPLATE(BM_EnumerateInstances, Layout)->Apply(enumerationSizes);         \
-  BENCHMARK_TEMPLATE(BM_EnumerateInstancesList, Layout)->Apply(enumerationSizes);     \
+#define KEST_CACHE_BENCHMARKS(Layout)                                                  \
+  BENCHMARK_TEMPLATE(BM_GetInstanceHit, Layout)->Apply(sizes);                         \
+  BENCHMARK_TEMPLATE(BM_GetInstanceHit_Baseline, Layout)->Apply(sizes);                \
+  BENCHMARK_TEMPLATE(BM_GetInstanceMiss, Layout)->Apply(sizes);                        \
+  BENCHMARK_TEMPLATE(BM_GetInstanceMiss_Baseline, Layout)->Apply(sizes);               \
+  BENCHMARK_TEMPLATE(BM_EnumerateInstances, Layout)->Apply(enumerationSizes);          \
+  BENCHMARK_TEMPLATE(BM_EnumerateInstancesList, Layout)->Apply(enumerationSizes);      \
   BENCHMARK_TEMPLATE(BM_EnumerateInstances_Baseline, Layout)->Apply(enumerationSizes); \
-  BENCHMARK_TEMPLATE(BM_RegisterInstance, Layout)->Apply(sizes);                      \
-  BENCHMARK_TEMPLATE(BM_RegisterInstance_Baseline, Layout)->Apply(sizes);             \
-  BENCHMARK_TEMPLATE(BM_DeregisterInstance, Layout)->Apply(sizes);                    \
+  BENCHMARK_TEMPLATE(BM_RegisterInstance, Layout)->Apply(sizes);                       \
+  BENCHMARK_TEMPLATE(BM_RegisterInstance_Baseline, Layout)->Apply(sizes);              \
+  BENCHMARK_TEMPLATE(BM_DeregisterInstance, Layout)->Apply(sizes);                     \
   BENCHMARK_TEMPLATE(BM_DeregisterInstance_Baseline, Layout)->Apply(sizes)
 
 KEST_CACHE_BENCHMARKS(FlatCache);

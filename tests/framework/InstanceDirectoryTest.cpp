@@ -376,8 +376,8 @@ TEST_F(InstanceDirectoryTest, AssociationLookupByNameDoesNotFetchTheSecondKeyWhe
   InstanceDirectory directory(true);
   directory.insert(link("a", "b"));
   const TOVSmrPtr<KeyFetchRecordingName> notAReference(new KeyFetchRecordingName(
-      "Test_Link", kest::testing::keyList({{"Antecedent", make("a")},
-                                           {"Dependent", refTo(widgetName("b"))}})));
+      "Test_Link",
+      kest::testing::keyList({{"Antecedent", make("a")}, {"Dependent", refTo(widgetName("b"))}})));
   const TOVSmrPtr<KeyFetchRecordingName> bothReferences(new KeyFetchRecordingName(
       "Test_Link", kest::testing::keyList({{"Antecedent", refTo(widgetName("a"))},
                                            {"Dependent", refTo(widgetName("b"))}})));

@@ -447,9 +447,9 @@ TEST_F(InstanceManagerTest, GetInstanceReadsTheKeysOneByOneWhileGetPFInstanceTak
   declareTree();
   const TOVSmrPtr<TestInstance> byIndex = cachedDisk("Test_First", "by-index");
   const TOVSmrPtr<TestInstance> asList = cachedDisk("Test_First", "as-list");
-  const TOVSmrPtr<ITovaInstanceName> name(new SplitKeysName(
-      "Test_Base", keyList({{"DeviceID", make("by-index")}}),
-      keyList({{"DeviceID", make("as-list")}})));
+  const TOVSmrPtr<ITovaInstanceName> name(
+      new SplitKeysName("Test_Base", keyList({{"DeviceID", make("by-index")}}),
+                        keyList({{"DeviceID", make("as-list")}})));
 
   EXPECT_EQ(_manager.getInstance(name).get(), static_cast<ITovaObject*>(byIndex.get()));
   EXPECT_TRUE(_manager.getPFInstance(name, nullptr) == asList);
@@ -1007,7 +1007,8 @@ TEST_F(InstanceManagerTest, AFailedDeliveryLeavesDeregisterInstanceWithTheObject
   EXPECT_TRUE(_manager.getInstance(diskName("Test_Disk", "a")).isNull());
 }
 
-TEST_F(InstanceManagerTest, RegisterWithIndicationsOnAndNoProviderContextRaisesNullPointerAfterCaching) {
+TEST_F(InstanceManagerTest,
+       RegisterWithIndicationsOnAndNoProviderContextRaisesNullPointerAfterCaching) {
   declare("Test_Disk");
   _provider.enableIndications();
   _provider.setProviderContext(nullptr);

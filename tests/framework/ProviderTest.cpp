@@ -1149,9 +1149,8 @@ TEST_F(ProviderTest, ObserverRequestsFindTheirObjectThroughTheProvidersOwnGetIns
   EXPECT_EQ(provider.askedNameSpace, "");
   EXPECT_FALSE(provider.askedWithPropertyList);
 
-  expectBooleanValue(provider.deregisterObserver(name, subscriber,
-                                                 ITovaIndication::IndicationChange, nullptr,
-                                                 nullptr),
+  expectBooleanValue(provider.deregisterObserver(
+                         name, subscriber, ITovaIndication::IndicationChange, nullptr, nullptr),
                      true);
   EXPECT_TRUE(chosen->observers().isEmpty());
   EXPECT_EQ(provider.calls, 2);
@@ -1162,8 +1161,8 @@ TEST_F(ProviderTest, ObserverRequestsFindTheirObjectThroughTheProvidersOwnGetIns
 TEST_F(ProviderTest, ObserverRequestsLogWhenTheProvidersOwnGetInstanceFindsNothing) {
   ChosenObjectProvider provider;
   provider.getInstanceManager().registerClass(_tree.make("Test_Disk"));
-  const TOVSmrPtr<TestInstance> cached(new TestInstance(provider.getInstanceManager(), "Test_Disk",
-                                                        diskName("Test_Disk", "a")));
+  const TOVSmrPtr<TestInstance> cached(
+      new TestInstance(provider.getInstanceManager(), "Test_Disk", diskName("Test_Disk", "a")));
   provider.getInstanceManager().registerInstance(cached);
   TOVScopedLogCapture capture;
 

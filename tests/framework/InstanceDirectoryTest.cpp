@@ -354,6 +354,41 @@ TEST_F(InstanceDirectoryTest, AssociationWithNoReferenceInItsFirstKeyIsFoundOnly
   EXPECT_EQ(directory.lookup(name, association.get()), association);
 }
 
+namespace {
+
+// A name that records which key properties were asked for, by index.
+class KeyFetchRecordingName : public CTovaInstanceName {
+ public:
+  KeyFetchRecordingName(const TOVString& className, const TOVPropertyList& keys)
+      : CTovaInstanceName(className, keys, TOVSmrPtr<ITovaNameSpacePath>()) {}
+
+  TOVSmrPtr<ITovaProperty> getKeyPropertyAt(unsigned long index) const override {
+    fetched.push_back(index);
+    return CTovaInstanceName::getKeyPropertyAt(index);
+  }
+
+  mutable std::vector<unsigned long> fetched;
+};
+
+}  // namespace
+
+TEST_F(InstanceDirectoryTest, AssociationLookupByNameDoesNotFetchTheSecondKeyWhenTheFirstFails) {
+  InstanceDirectory directory(true);
+  directory.insert(link("a", "b"));
+  const TOVSmrPtr<KeyFetchRecordingName> notAReference(new KeyFetchRecordingName(
+      "Test_Link",
+      kest::testing::keyList({{"Antecedent", make("a")}, {"Dependent", refTo(widgetName("b"))}})));
+  const TOVSmrPtr<KeyFetchRecordingName> bothReferences(new KeyFetchRecordingName(
+      "Test_Link", kest::testing::keyList({{"Antecedent", refTo(widgetName("a"))},
+                                           {"Dependent", refTo(widgetName("b"))}})));
+
+  EXPECT_TRUE(directory.lookup(notAReference, nullptr).isNull());
+  EXPECT_FALSE(directory.lookup(bothReferences, nullptr).isNull());
+
+  EXPECT_EQ(notAReference->fetched, std::vector<unsigned long>{0});
+  EXPECT_EQ(bothReferences->fetched, (std::vector<unsigned long>{0, 1}));
+}
+
 TEST_F(InstanceDirectoryTest, AssociationLookupByNameWithNoReferenceInTheSecondKeyIsNull) {
   InstanceDirectory directory(true);
   const TOVSmrPtr<TestInstance> ab = link("a", "b");

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "framework/Class.h"
@@ -16,6 +18,7 @@
 #include "host/InstanceName.h"
 #include "host/List.h"
 #include "host/Object.h"
+#include "host/ProviderContext.h"
 #include "host/RecordingProviderContext.h"
 #include "host/SmartPointer.h"
 #include "host/String.h"
@@ -35,6 +38,7 @@ using kest::pf::InstanceDirectory;
 using kest::pf::InstanceManager;
 using kest::testing::ClassTree;
 using kest::testing::Key;
+using kest::testing::keyList;
 using kest::testing::make;
 using kest::testing::makeName;
 using kest::testing::makePath;
@@ -362,6 +366,13 @@ TEST_F(InstanceManagerTest, GetPFInstanceOfAnUndeclaredClassIsNull) {
   EXPECT_TRUE(_manager.getPFInstance(diskName("Test_Volume", "a"), nullptr).isNull());
 }
 
+// Unlike getInstance, getPFInstance has no answer for a null name.
+TEST_F(InstanceManagerTest, GetPFInstanceOfANullNameRaisesTheNullPointerError) {
+  declare("Test_Disk");
+  EXPECT_THROW(_manager.getPFInstance(TOVSmrPtr<ITovaInstanceName>(), nullptr),
+               TOVNullPointerException);
+}
+
 TEST_F(InstanceManagerTest, GetPFInstanceFindsAnObjectOfTheFirstChildClass) {
   declareTree();
   const TOVSmrPtr<TestInstance> child = cachedDisk("Test_First", "a");
@@ -406,6 +417,59 @@ TEST_F(InstanceManagerTest, GetPFInstanceOfAnAssociationClassFindsTheVeryObjectP
   EXPECT_TRUE(_manager.getPFInstance(second->getInstanceName(), uncached.get()).isNull());
 }
 
+TEST_F(InstanceManagerTest,
+       GetPFInstanceThrowsNullPointerForALinkedFirstChildClassThatWasNeverDeclared) {
+  const TOVSmrPtr<Class> base = declare("Test_Base");
+  const TOVSmrPtr<Class> undeclared = _tree.make("Test_Undeclared");
+  _tree.link(base, undeclared);
+
+  EXPECT_THROW(_manager.getPFInstance(diskName("Test_Base", "a"), nullptr),
+               TOVNullPointerException);
+}
+
+namespace {
+
+// A name whose key list (getKeyProperties) holds other keys than the ones it
+// hands out one by one (getKeyPropertyAt, which its text is built from), so a
+// test can tell which of the two a lookup reads.
+class SplitKeysName : public ITovaInstanceName {
+ public:
+  SplitKeysName(const TOVString& className, const TOVPropertyList& byIndex,
+                const TOVPropertyList& asList)
+      : _className(className), _byIndex(byIndex), _asList(asList) {}
+
+  TOVString getClassname() const override { return _className; }
+  TOVSmrPtr<ITovaNameSpacePath> getNameSpacePath() const override { return nullptr; }
+  unsigned long getNumberOfKeyProperties() const override { return _byIndex->entries(); }
+  TOVSmrPtr<ITovaProperty> getKeyPropertyAt(unsigned long index) const override {
+    if (index >= _byIndex->entries()) return TOVSmrPtr<ITovaProperty>();
+    return _byIndex->at(index);
+  }
+  TOVPropertyList getKeyProperties() const override { return _asList; }
+  void setNameSpacePath(const TOVSmrPtr<ITovaNameSpacePath>& /*path*/) override {}
+
+ private:
+  TOVString _className;
+  TOVPropertyList _byIndex;
+  TOVPropertyList _asList;
+};
+
+}  // namespace
+
+// getInstance builds each child's name from keys read one by one;
+// getPFInstance hands the name's own key list to the first child's name.
+TEST_F(InstanceManagerTest, GetInstanceReadsTheKeysOneByOneWhileGetPFInstanceTakesTheKeyList) {
+  declareTree();
+  const TOVSmrPtr<TestInstance> byIndex = cachedDisk("Test_First", "by-index");
+  const TOVSmrPtr<TestInstance> asList = cachedDisk("Test_First", "as-list");
+  const TOVSmrPtr<ITovaInstanceName> name(
+      new SplitKeysName("Test_Base", keyList({{"DeviceID", make("by-index")}}),
+                        keyList({{"DeviceID", make("as-list")}})));
+
+  EXPECT_EQ(_manager.getInstance(name).get(), static_cast<ITovaObject*>(byIndex.get()));
+  EXPECT_TRUE(_manager.getPFInstance(name, nullptr) == asList);
+}
+
 // --- getSmartThis -----------------------------------------------------------
 
 TEST_F(InstanceManagerTest, SmartThisOfARegisteredObjectIsThatObject) {
@@ -421,6 +485,15 @@ TEST_F(InstanceManagerTest, SmartThisOfAnUnregisteredObjectIsNull) {
   const TOVSmrPtr<TestInstance> loose = disk("Test_Disk", "a");
 
   EXPECT_TRUE(loose->getSmartThis().isNull());
+}
+
+TEST_F(InstanceManagerTest, SmartThisOfAnObjectWhoseNameIsTakenIsTheObjectCachedUnderIt) {
+  declare("Test_Disk");
+  const TOVSmrPtr<TestInstance> replaced = cachedDisk("Test_Disk", "a");
+  const TOVSmrPtr<TestInstance> cached = cachedDisk("Test_Disk", "a");
+
+  EXPECT_EQ(replaced->getSmartThis().get(), cached.get());
+  EXPECT_EQ(cached->getSmartThis().get(), cached.get());
 }
 
 TEST_F(InstanceManagerTest, SmartThisOfARegisteredAssociationIsThatObject) {
@@ -531,6 +604,31 @@ TEST_F(InstanceManagerTest, RegisterInstanceWithoutAProviderThrowsNullPointer) {
       new TestInstance(manager, "Test_Disk", diskName("Test_Disk", "a")));
 
   EXPECT_THROW(manager.registerInstance(object), TOVNullPointerException);
+}
+
+// The provider is asked only after the directory has changed, so the object is
+// cached (and then removed) although both calls fail.
+TEST_F(InstanceManagerTest, WithoutAProviderRegistrationChangesTheCacheThenThrowsNullPointer) {
+  InstanceManager manager;
+  manager.registerClass(_tree.make("Test_Disk"));
+  const TOVSmrPtr<TestInstance> object(
+      new TestInstance(manager, "Test_Disk", diskName("Test_Disk", "a")));
+
+  EXPECT_THROW(manager.registerInstance(object), TOVNullPointerException);
+  EXPECT_EQ(manager.getInstance(diskName("Test_Disk", "a")).get(),
+            static_cast<ITovaObject*>(object.get()));
+
+  EXPECT_THROW(manager.deregisterInstance(object), TOVNullPointerException);
+  EXPECT_TRUE(manager.getInstance(diskName("Test_Disk", "a")).isNull());
+}
+
+TEST_F(InstanceManagerTest, GenerateIndicationsWithoutAProviderThrowsNullPointer) {
+  InstanceManager manager;
+  const TOVSmrPtr<TestInstance> object(
+      new TestInstance(manager, "Test_Disk", diskName("Test_Disk", "a")));
+
+  EXPECT_THROW(manager.generateIndications(object, true), TOVNullPointerException);
+  EXPECT_THROW(manager.generateIndications(object, false), TOVNullPointerException);
 }
 
 TEST_F(InstanceManagerTest, RegisterInstanceFindsTheClassInAnyCase) {
@@ -814,6 +912,127 @@ TEST_F(InstanceManagerTest, RemoveAssociationsWithADirectoryWithoutTiesStillWalk
 }
 
 // --- indications ------------------------------------------------------------
+
+namespace {
+
+// A provider context that runs a probe at every delivery, before it counts
+// the delivery; a probe that throws makes the delivery fail.
+class ProbingContext : public kest::IProviderContext {
+ public:
+  explicit ProbingContext(std::function<void()> probe) : _probe(std::move(probe)) {}
+
+  void deliverIndication(const TOVString& /*nameSpace*/,
+                         const TOVSmrPtr<ITovaObject>& /*indication*/) override {
+    _probe();
+    ++smisDeliveries;
+  }
+  void deliverLegacyIndication(const TOVSmrPtr<ITovaIndication>& /*indication*/) override {
+    _probe();
+    ++legacyDeliveries;
+  }
+
+  int smisDeliveries = 0;
+  int legacyDeliveries = 0;
+
+ private:
+  std::function<void()> _probe;
+};
+
+}  // namespace
+
+TEST_F(InstanceManagerTest, RegisterInstanceCachesTheObjectBeforeItsIndicationsAreDelivered) {
+  declare("Test_Disk");
+  _provider.enableIndications();
+  _provider.activateSubscription(nullptr, nullptr, nullptr);
+  std::vector<bool> cachedAtDelivery;
+  const TOVSmrPtr<ProbingContext> context(new ProbingContext([&] {
+    cachedAtDelivery.push_back(!_manager.getInstance(diskName("Test_Disk", "a")).isNull());
+  }));
+  _provider.setProviderContext(context);
+
+  cachedDisk("Test_Disk", "a");
+
+  EXPECT_EQ(context->smisDeliveries, 1);
+  EXPECT_EQ(context->legacyDeliveries, 1);
+  EXPECT_EQ(cachedAtDelivery, (std::vector<bool>{true, true}));
+}
+
+TEST_F(InstanceManagerTest,
+       DeregisterInstanceRemovesTheObjectAndItsAssociationsBeforeItsIndicationsAreDelivered) {
+  declare("Test_Disk");
+  declare("Test_Link", true);
+  _manager.addAssociation("Test_Disk", "Test_Link");
+  const TOVSmrPtr<TestInstance> a = cachedDisk("Test_Disk", "a");
+  const TOVSmrPtr<TestInstance> b = cachedDisk("Test_Disk", "b");
+  const TOVSmrPtr<TestInstance> ab = link("Test_Link", a->getInstanceName(), b->getInstanceName());
+  _manager.registerInstance(ab);
+  _provider.enableIndications();
+  _provider.activateSubscription(nullptr, nullptr, nullptr);
+  std::vector<bool> cachedAtDelivery;
+  std::vector<std::size_t> associationDestroysAtDelivery;
+  const TOVSmrPtr<ProbingContext> context(new ProbingContext([&] {
+    cachedAtDelivery.push_back(!_manager.getInstance(diskName("Test_Disk", "a")).isNull());
+    associationDestroysAtDelivery.push_back(ab->destroyReasons().size());
+  }));
+  _provider.setProviderContext(context);
+
+  ASSERT_TRUE(_manager.deregisterInstance(a));
+
+  EXPECT_EQ(context->smisDeliveries, 1);
+  EXPECT_EQ(context->legacyDeliveries, 1);
+  EXPECT_EQ(cachedAtDelivery, (std::vector<bool>{false, false}));
+  EXPECT_EQ(associationDestroysAtDelivery, (std::vector<std::size_t>{1, 1}));
+}
+
+TEST_F(InstanceManagerTest, AFailedDeliveryLeavesRegisterInstanceWithTheObjectCached) {
+  declare("Test_Disk");
+  _provider.enableIndications();
+  _provider.activateSubscription(nullptr, nullptr, nullptr);
+  const TOVSmrPtr<ProbingContext> context(new ProbingContext(
+      [] { throw TovaBaseException("", "deliverIndication", "", "listener gone", 3); }));
+  _provider.setProviderContext(context);
+  const TOVSmrPtr<TestInstance> a = disk("Test_Disk", "a");
+
+  const Thrown e = thrownAs<TovaBaseException>([&] { _manager.registerInstance(a); });
+
+  ASSERT_TRUE(e.caught);
+  EXPECT_EQ(e.where, "deliverIndication");
+  EXPECT_EQ(e.message, "listener gone");
+  EXPECT_EQ(e.code, 3);
+  EXPECT_EQ(context->smisDeliveries, 0);
+  EXPECT_EQ(context->legacyDeliveries, 0);
+  EXPECT_EQ(_manager.getInstance(diskName("Test_Disk", "a")).get(),
+            static_cast<ITovaObject*>(a.get()));
+}
+
+TEST_F(InstanceManagerTest, AFailedDeliveryLeavesDeregisterInstanceWithTheObjectRemoved) {
+  declare("Test_Disk");
+  const TOVSmrPtr<TestInstance> a = cachedDisk("Test_Disk", "a");
+  _provider.enableIndications();
+  const TOVSmrPtr<ProbingContext> context(new ProbingContext(
+      [] { throw TovaBaseException("", "deliverLegacyIndication", "", "listener gone", 4); }));
+  _provider.setProviderContext(context);
+
+  const Thrown e = thrownAs<TovaBaseException>([&] { _manager.deregisterInstance(a); });
+
+  ASSERT_TRUE(e.caught);
+  EXPECT_EQ(e.where, "deliverLegacyIndication");
+  EXPECT_EQ(e.code, 4);
+  EXPECT_EQ(context->legacyDeliveries, 0);
+  EXPECT_TRUE(_manager.getInstance(diskName("Test_Disk", "a")).isNull());
+}
+
+TEST_F(InstanceManagerTest,
+       RegisterWithIndicationsOnAndNoProviderContextRaisesNullPointerAfterCaching) {
+  declare("Test_Disk");
+  _provider.enableIndications();
+  _provider.setProviderContext(nullptr);
+  const TOVSmrPtr<TestInstance> a = disk("Test_Disk", "a");
+
+  EXPECT_THROW(_manager.registerInstance(a), TOVNullPointerException);
+  EXPECT_EQ(_manager.getInstance(diskName("Test_Disk", "a")).get(),
+            static_cast<ITovaObject*>(a.get()));
+}
 
 TEST_F(InstanceManagerTest, WithIndicationsDisabledNothingIsDelivered) {
   declare("Test_Disk");

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <set>
 #include <sstream>
 #include <string>
@@ -16,6 +17,7 @@
 #include "framework/Instance.h"
 #include "framework/InstanceManager.h"
 #include "framework/MessageTable.h"
+#include "host/CimType.h"
 #include "host/Config.h"
 #include "host/Exception.h"
 #include "host/Fatal.h"
@@ -162,6 +164,7 @@ TEST_F(ProviderTest, StartsWithoutContextRepositoryOrWorkAreaAndWithIndicationsO
   EXPECT_TRUE(_provider.getWorkAreaPath().isNull());
   EXPECT_FALSE(_provider.getIndicationsEnabled());
   EXPECT_EQ(_provider.subscriptionCount(), 0);
+  EXPECT_EQ(_provider.lastIndicationNumber(), 0);
   EXPECT_FALSE(_provider.hasActiveSubscribers("CIM_InstCreation", TOVSmrPtr<ITovaObject>()));
 }
 
@@ -358,6 +361,32 @@ TEST_F(ProviderTest, OverridingTheCollectorEnumerationChangesTheListFormAndTheNa
   EXPECT_TRUE(names.rep[0] == provider.fixed->getInstanceName());
   EXPECT_EQ(provider.askedClass, "Test_Volume");
   EXPECT_EQ(provider.calls, 2);
+}
+
+namespace {
+
+// Serves an enumeration that holds a null object.
+class NullObjectEnumerationProvider : public TestProvider {
+ public:
+  using TestProvider::enumerateInstances;
+
+  void enumerateInstances(kest::ICollector<TOVSmrPtr<ITovaObject>>& results,
+                          const TOVString& /*nameSpace*/, const TOVString& /*className*/,
+                          const TOVSmrPtr<ITovaTransaction>& /*tovaTransaction*/,
+                          const PropertyList& /*propertyList*/) override {
+    results.add(TOVSmrPtr<ITovaObject>());
+  }
+};
+
+}  // namespace
+
+TEST_F(ProviderTest, EnumerateInstanceNamesFollowsANullObjectIntoTheNullPointerError) {
+  NullObjectEnumerationProvider provider;
+  VectorCollector<TOVSmrPtr<ITovaInstanceName>> names;
+
+  EXPECT_THROW(provider.enumerateInstanceNames(names, "root/kest", "Test_Disk", nullptr),
+               TOVNullPointerException);
+  EXPECT_TRUE(names.rep.empty());
 }
 
 // --- getInstance ------------------------------------------------------------
@@ -958,6 +987,7 @@ namespace {
 void expectBooleanValue(const TOVSmrPtr<ITovaValue>& value, bool expected) {
   ASSERT_FALSE(value.isNull());
   EXPECT_FALSE(value.dynamicCast<CTovaValue>().isNull());
+  EXPECT_TRUE(value->getType() == CTovaType::boolean);
   EXPECT_EQ(value->getType()->getName(), "boolean");
   EXPECT_EQ(value->getAsBool(), expected);
 }
@@ -1071,6 +1101,131 @@ TEST_F(ProviderTest, DeregisterObserverOfANullNameLogsAndAnswersFalse) {
 
   expectBooleanValue(answer, false);
   expectSingleLogRecord(capture, "A NULL instance name was passed into deregisterObserver.");
+}
+
+namespace {
+
+// Answers the out-parameter getInstance with a chosen object (null unless
+// set), whatever the cache holds, and remembers what it was asked.
+class ChosenObjectProvider : public TestProvider {
+ public:
+  using TestProvider::getInstance;
+
+  void getInstance(TOVSmrPtr<ITovaObject>& results, const TOVString& nameSpace,
+                   TOVSmrPtr<ITovaInstanceName> instanceName,
+                   TOVSmrPtr<ITovaTransaction> /*tovaTransaction*/,
+                   const PropertyList& propertyList) override {
+    ++calls;
+    askedNameSpace = nameSpace;
+    askedName = instanceName;
+    askedWithPropertyList = !propertyList.isNull();
+    results = answer;
+  }
+
+  TOVSmrPtr<ITovaObject> answer;
+  int calls = 0;
+  TOVString askedNameSpace;
+  TOVSmrPtr<ITovaInstanceName> askedName;
+  bool askedWithPropertyList = false;
+};
+
+}  // namespace
+
+TEST_F(ProviderTest, ObserverRequestsFindTheirObjectThroughTheProvidersOwnGetInstance) {
+  ChosenObjectProvider provider;
+  const TOVSmrPtr<TestInstance> chosen(new TestInstance(provider.getInstanceManager(), "Test_Disk",
+                                                        diskName("Test_Disk", "chosen")));
+  provider.answer = chosen;
+  const TOVSmrPtr<ITovaInstanceName> name = diskName("Test_Volume", "v");
+  const TOVSmrPtr<ITovaSubscriber> subscriber(new CountingSubscriber());
+  TOVScopedLogCapture capture;
+
+  expectBooleanValue(provider.registerObserver(name, subscriber, ITovaIndication::IndicationChange,
+                                               nullptr, nullptr),
+                     true);
+  EXPECT_EQ(chosen->observers().entries(), 1u);
+  EXPECT_EQ(provider.calls, 1);
+  EXPECT_TRUE(provider.askedName == name);
+  EXPECT_EQ(provider.askedNameSpace, "");
+  EXPECT_FALSE(provider.askedWithPropertyList);
+
+  expectBooleanValue(provider.deregisterObserver(
+                         name, subscriber, ITovaIndication::IndicationChange, nullptr, nullptr),
+                     true);
+  EXPECT_TRUE(chosen->observers().isEmpty());
+  EXPECT_EQ(provider.calls, 2);
+  EXPECT_EQ(provider.askedNameSpace, "");
+  EXPECT_TRUE(capture.records().empty());
+}
+
+TEST_F(ProviderTest, ObserverRequestsLogWhenTheProvidersOwnGetInstanceFindsNothing) {
+  ChosenObjectProvider provider;
+  provider.getInstanceManager().registerClass(_tree.make("Test_Disk"));
+  const TOVSmrPtr<TestInstance> cached(
+      new TestInstance(provider.getInstanceManager(), "Test_Disk", diskName("Test_Disk", "a")));
+  provider.getInstanceManager().registerInstance(cached);
+  TOVScopedLogCapture capture;
+
+  expectBooleanValue(provider.registerObserver(diskName("Test_Disk", "a"),
+                                               TOVSmrPtr<ITovaSubscriber>(new CountingSubscriber()),
+                                               ITovaIndication::IndicationChange, nullptr, nullptr),
+                     false);
+
+  EXPECT_TRUE(cached->observers().isEmpty());
+  EXPECT_EQ(provider.calls, 1);
+  expectSingleLogRecord(capture, "A NULL instance name was passed into registerObserver.");
+}
+
+TEST_F(ProviderTest, ObserverRequestsLetAnErrorOfTheLookupThroughWithoutLogging) {
+  const TOVSmrPtr<Class> base = declare("Test_Base");
+  _tree.link(base, _tree.make("Test_Undeclared"));
+  const TOVSmrPtr<ITovaSubscriber> subscriber(new CountingSubscriber());
+  TOVScopedLogCapture capture;
+
+  EXPECT_THROW(_provider.registerObserver(diskName("Test_Base", "a"), subscriber,
+                                          ITovaIndication::IndicationChange, nullptr, nullptr),
+               TOVNullPointerException);
+  EXPECT_THROW(_provider.deregisterObserver(diskName("Test_Base", "a"), subscriber,
+                                            ITovaIndication::IndicationChange, nullptr, nullptr),
+               TOVNullPointerException);
+  EXPECT_TRUE(capture.records().empty());
+}
+
+TEST_F(ProviderTest, RefusedRequestsThrowCodeSevenWhateverTheirArguments) {
+  declareTree();
+  const TOVSmrPtr<ITovaTransaction> transaction(new Transaction());
+  const TOVSmrPtr<ITovaObject> uncached(
+      new TestInstance(manager(), "Test_Volume", diskName("Test_Volume", "v")));
+  struct Row {
+    const char* where;
+    std::function<void()> call;
+  };
+  const std::vector<Row> rows = {
+      {"setProperty", [&] { _provider.setProperty("", nullptr, "", nullptr, nullptr); }},
+      {"setProperty",
+       [&] {
+         _provider.setProperty("root/other", diskName("Test_Volume", "v"), "NoSuchProperty",
+                               make("x"), transaction);
+       }},
+      {"modifyInstance", [&] { _provider.modifyInstance("", nullptr, nullptr, nullptr); }},
+      {"modifyInstance",
+       [&] { _provider.modifyInstance("root/other", uncached, sharedNames({}), transaction); }},
+      {"deleteInstance", [&] { _provider.deleteInstance("", nullptr, nullptr); }},
+      {"deleteInstance",
+       [&] { _provider.deleteInstance("root/other", diskName("Test_Volume", "v"), transaction); }},
+  };
+
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.where);
+    const Thrown e = thrownAs<Exception>(row.call);
+    ASSERT_TRUE(e.caught);
+    EXPECT_EQ(e.type, "Provider");
+    EXPECT_EQ(e.where, row.where);
+    EXPECT_EQ(e.code, 7);
+  }
+  VectorCollector<TOVSmrPtr<ITovaObject>> all;
+  manager().enumerateInstances(all, "Test_Base");
+  EXPECT_EQ(all.rep.size(), 4u);
 }
 
 // --- the provider's own operations ------------------------------------------

@@ -2,10 +2,42 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "host/Object.h"
 #include "tests/support/ObjectModelBuilders.h"
 
 using namespace kest::testing;
+
+// ---------------------------------------------------------------------------
+// ITovaIndication::IndicationType
+
+struct IndicationTypeValue {
+  ITovaIndication::IndicationType type;
+  int value;
+};
+
+class IndicationTypeTest : public ::testing::TestWithParam<IndicationTypeValue> {};
+
+TEST_P(IndicationTypeTest, EnumeratorHasTheHostsValue) {
+  EXPECT_EQ(static_cast<int>(GetParam().type), GetParam().value);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    AllTypes, IndicationTypeTest,
+    ::testing::Values(IndicationTypeValue{ITovaIndication::IndicationInvalid, 0},
+                      IndicationTypeValue{ITovaIndication::IndicationChange, 1},
+                      IndicationTypeValue{ITovaIndication::IndicationAddition, 2},
+                      IndicationTypeValue{ITovaIndication::IndicationRemoval, 4},
+                      IndicationTypeValue{ITovaIndication::IndicationCreation, 8},
+                      IndicationTypeValue{ITovaIndication::IndicationDestruction, 16},
+                      IndicationTypeValue{ITovaIndication::IndicationEnterRelationship, 32},
+                      IndicationTypeValue{ITovaIndication::IndicationLeaveRelationship, 64},
+                      IndicationTypeValue{ITovaIndication::IndicationEnterAssociation, 128},
+                      IndicationTypeValue{ITovaIndication::IndicationLeaveAssociation, 256}),
+    [](const ::testing::TestParamInfo<IndicationTypeValue>& info) {
+      return "Value" + std::to_string(info.param.value);
+    });
 
 // ---------------------------------------------------------------------------
 // CTovaPropertyListFilter

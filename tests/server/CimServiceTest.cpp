@@ -235,6 +235,28 @@ TEST_F(CimServiceTest, MethodCallReturnsItsValueAndOutputParameters) {
             "removed at an earlier time.");
 }
 
+TEST_F(CimServiceTest, AssociatorsFetchReferencedObjectsFromTheProviderOfTheirClass) {
+  const Answer answer = intrinsic(
+      "Associators",
+      parameter("ObjectName", instanceNameXml("Test_Slow", {{"Id", "numeric", "1"}})));
+  EXPECT_EQ(answer.code, 0);
+  EXPECT_EQ(count(answer.body, "<VALUE.OBJECTWITHPATH>"), 1u);
+  EXPECT_NE(answer.body.find("<INSTANCE CLASSNAME=\"Test_Bar\"><PROPERTY NAME=\"Tag\" "
+                             "TYPE=\"string\"><VALUE>b1</VALUE></PROPERTY><PROPERTY NAME=\"Size\" "
+                             "TYPE=\"uint64\"><VALUE>1024</VALUE></PROPERTY></INSTANCE>"),
+            std::string::npos)
+      << answer.body;
+  EXPECT_EQ(_capture.sink().count(
+                "Associators: test_bar.tag=\"none\" cannot be fetched; left out"),
+            1u);
+  EXPECT_EQ(dtdErrors(answer.body), "");
+}
+
+TEST_F(CimServiceTest, AssociationRequestsOnAClassAreNotSupported) {
+  EXPECT_EQ(errorOf(intrinsic("AssociatorNames", parameter("ObjectName", className("Test_Foo")))),
+            "7: Association requests on a class are not supported");
+}
+
 // --- routing --------------------------------------------------------------------
 
 TEST_F(CimServiceTest, ANamespaceTheServerDoesNotServeIsInvalidNamespace) {

@@ -293,3 +293,4 @@ TEST_F(WbemcliTest, AnErrorAfterStreamingBeganTravelsInTheTrailers) {
   EXPECT_EQ(response.trailer("CIMStatusCodeDescription"), "standard%20failure");
   EXPECT_EQ(response.body.find("<ERROR"), std::string::npos);
 }
+

@@ -2,7 +2,8 @@
 // class tree (Test_Base <- Test_Foo <- Test_FooChild, and Test_Bar), an
 // association class (Test_FooBar: Antecedent -> Test_Foo, Dependent ->
 // Test_Bar), instances whose properties cover every CIM type, and a method
-// (Test_Foo.DoIt). Its lifecycle calls are logged (source
+// (Test_Foo.DoIt). One association leads to a Test_Bar that is not cached
+// (Tag "ghost"). Its lifecycle calls are logged (source
 // "ServerTestProvider", severity 3) so that tests can check their order.
 
 #include <limits>
@@ -165,6 +166,7 @@ class ServerTestProvider : public kest::pf::Provider {
     link(abc, "b1", 3);
     link(abc, "b2", 4);
     link(kid, "b1", 5);
+    link(kid, "ghost", 6);  // a Test_Bar that is not cached
   }
 
  private:

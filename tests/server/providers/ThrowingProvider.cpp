@@ -15,7 +15,9 @@
 //                         throws std::runtime_error
 //   Test_MidwaySmall      the same after 2 instances
 //   Test_Slow             EnumerateInstances waits 300 ms, then adds 3
-//                         instances and returns
+//                         instances and returns; Associators returns two
+//                         references, to Test_Bar.Tag="b1" (which the test
+//                         provider serves) and to Test_Bar.Tag="none"
 // Every other class throws an int too.
 
 #include <chrono>
@@ -142,11 +144,12 @@ class ThrowingProvider : public kest::IProvider {
                         TOVString, TOVString, TOVString, TOVString) override {
     fail(classOf(name));
   }
-  void associators(kest::ICollector<TOVSmrPtr<ITovaValue>>&, const TOVString&,
+  void associators(kest::ICollector<TOVSmrPtr<ITovaValue>>& results, const TOVString&,
                    const TOVSmrPtr<ITovaInstanceName>& name, const TOVSmrPtr<ITovaTransaction>&,
                    const TOVString&, const TOVString&, const TOVString&, const TOVString&,
                    const PropertyList&) override {
-    fail(classOf(name));
+    if (!is(classOf(name), "Test_Slow")) fail(classOf(name));
+    for (const char* tag : {"b1", "none"}) results.add(make(makeName("Test_Bar", "Tag", make(tag))));
   }
   TOVSmrPtr<ITovaInstanceName> createInstance(TOVString, TOVSmrPtr<ITovaObject> instance,
                                               TOVSmrPtr<ITovaTransaction>) override {

@@ -257,6 +257,55 @@ TEST_F(CimServiceTest, AssociationRequestsOnAClassAreNotSupported) {
             "7: Association requests on a class are not supported");
 }
 
+TEST_F(CimServiceTest, EveryCimTypePassesThroughAMethodCallBothWays) {
+  const std::string bar =
+      "<INSTANCEPATH><NAMESPACEPATH><HOST>h</HOST>" +
+      kest::server::testing::localNameSpacePath("root/cimv2") +
+      "</NAMESPACEPATH><INSTANCENAME CLASSNAME=\"Test_Bar\"><KEYBINDING NAME=\"Tag\"><KEYVALUE "
+      "VALUETYPE=\"string\" TYPE=\"string\">b1</KEYVALUE></KEYBINDING></INSTANCENAME></INSTANCEPATH>";
+  const std::string embedded =
+      "&lt;INSTANCE CLASSNAME=&quot;Test_E&quot;&gt;&lt;PROPERTY NAME=&quot;S&quot; "
+      "TYPE=&quot;string&quot;&gt;&lt;VALUE&gt;x&amp;amp;y&lt;/VALUE&gt;&lt;/PROPERTY&gt;"
+      "&lt;/INSTANCE&gt;";
+  // Each parameter as sent, which Echo sends back unchanged.
+  const std::vector<std::string> parameters = {
+      "<PARAMVALUE NAME=\"B\" PARAMTYPE=\"boolean\"><VALUE>TRUE</VALUE></PARAMVALUE>",
+      "<PARAMVALUE NAME=\"U8\" PARAMTYPE=\"uint8\"><VALUE>255</VALUE></PARAMVALUE>",
+      "<PARAMVALUE NAME=\"S8\" PARAMTYPE=\"sint8\"><VALUE>-128</VALUE></PARAMVALUE>",
+      "<PARAMVALUE NAME=\"U16\" PARAMTYPE=\"uint16\"><VALUE>65535</VALUE></PARAMVALUE>",
+      "<PARAMVALUE NAME=\"S16\" PARAMTYPE=\"sint16\"><VALUE>-32768</VALUE></PARAMVALUE>",
+      "<PARAMVALUE NAME=\"U32\" PARAMTYPE=\"uint32\"><VALUE>4294967295</VALUE></PARAMVALUE>",
+      "<PARAMVALUE NAME=\"S32\" PARAMTYPE=\"sint32\"><VALUE>-2147483648</VALUE></PARAMVALUE>",
+      "<PARAMVALUE NAME=\"U64\" PARAMTYPE=\"uint64\"><VALUE>18446744073709551615</VALUE></PARAMVALUE>",
+      "<PARAMVALUE NAME=\"S64\" PARAMTYPE=\"sint64\"><VALUE>-9223372036854775808</VALUE></PARAMVALUE>",
+      "<PARAMVALUE NAME=\"R32\" PARAMTYPE=\"real32\"><VALUE>0.5</VALUE></PARAMVALUE>",
+      "<PARAMVALUE NAME=\"R64\" PARAMTYPE=\"real64\"><VALUE>-2.5e-300</VALUE></PARAMVALUE>",
+      "<PARAMVALUE NAME=\"C\" PARAMTYPE=\"char16\"><VALUE>\xC3\xA9</VALUE></PARAMVALUE>",
+      "<PARAMVALUE NAME=\"S\" PARAMTYPE=\"string\"><VALUE>a &lt;b&gt; &amp; c</VALUE></PARAMVALUE>",
+      "<PARAMVALUE NAME=\"D\" PARAMTYPE=\"datetime\"><VALUE>20240102030405.000000+060</VALUE></PARAMVALUE>",
+      "<PARAMVALUE NAME=\"R\" PARAMTYPE=\"reference\"><VALUE.REFERENCE>" + bar +
+          "</VALUE.REFERENCE></PARAMVALUE>",
+      "<PARAMVALUE NAME=\"E\" PARAMTYPE=\"string\" EmbeddedObject=\"instance\"><VALUE>" + embedded +
+          "</VALUE></PARAMVALUE>",
+      "<PARAMVALUE NAME=\"A\" PARAMTYPE=\"uint16\"><VALUE.ARRAY><VALUE>1</VALUE><VALUE>2</VALUE>"
+      "</VALUE.ARRAY></PARAMVALUE>",
+      "<PARAMVALUE NAME=\"RA\" PARAMTYPE=\"reference\"><VALUE.REFARRAY><VALUE.REFERENCE>" + bar +
+          "</VALUE.REFERENCE></VALUE.REFARRAY></PARAMVALUE>",
+  };
+  std::string sent;
+  for (const std::string& parameter : parameters) sent += parameter;
+  const Answer answer = ask("Echo",
+                            methodCall("Echo", fooName(),
+                                       sent + "<PARAMVALUE NAME=\"Null\" PARAMTYPE=\"uint8\"></PARAMVALUE>"),
+                            "root%2Fcimv2%3ATest_Foo");
+  EXPECT_EQ(answer.code, 0);
+  EXPECT_NE(answer.body.find("<METHODRESPONSE NAME=\"Echo\"><RETURNVALUE PARAMTYPE=\"uint32\">"
+                             "<VALUE>19</VALUE></RETURNVALUE>" + sent + "</METHODRESPONSE>"),
+            std::string::npos)
+      << answer.body;
+  EXPECT_EQ(dtdErrors(answer.body), "");
+}
+
 // --- routing --------------------------------------------------------------------
 
 TEST_F(CimServiceTest, ANamespaceTheServerDoesNotServeIsInvalidNamespace) {

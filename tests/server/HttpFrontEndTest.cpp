@@ -394,3 +394,31 @@ TEST_F(HttpFrontEndTest, StoppingLetsTheRequestInFlightFinishThenShutsDownThePro
   EXPECT_EQ(_capture.sink().count("shutdown"), 1u);
   EXPECT_THROW(RawConnection again(_port), std::runtime_error);
 }
+
+TEST_F(HttpFrontEndTest, ConcurrentClientsAreServedInParallel) {
+  start();
+  const std::string get = cimPost(
+      "GetInstance",
+      intrinsicCall("GetInstance",
+                    parameter("InstanceName", instanceNameXml("Test_Foo", {{"Name", "string", "abc"},
+                                                                           {"Id", "numeric", "42"}}))));
+  const std::string enumerate = cimPost(
+      "EnumerateInstances",
+      intrinsicCall("EnumerateInstances", parameter("ClassName", "<CLASSNAME NAME=\"Test_Base\"/>")));
+  std::vector<std::thread> clients;
+  std::vector<int> failures(4, 0);
+  for (int client = 0; client < 4; ++client) {
+    clients.emplace_back([&, client] {
+      RawConnection connection(_port);
+      for (int i = 0; i < 25; ++i) {
+        connection.send(i % 2 == 0 ? get : enumerate);
+        const HttpResponse response = connection.receive();
+        if (response.status != 200 || response.body.find("<ERROR") != std::string::npos) {
+          ++failures[client];
+        }
+      }
+    });
+  }
+  for (std::thread& client : clients) client.join();
+  EXPECT_EQ(failures, std::vector<int>(4, 0));
+}

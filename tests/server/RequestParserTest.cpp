@@ -514,3 +514,30 @@ TEST_F(RequestParserTest, EmbeddedObjectsCountTowardsTheDepthLimit) {
             "400 request-not-valid: the embedded object of parameter Obj nests elements more than "
             "26 levels deep");
 }
+
+TEST_F(RequestParserTest, MutatedRequestsAreReadOrRefusedNeverCrash) {
+  // Every prefix of a real request, and the request with each markup
+  // character replaced by another one.
+  const std::string whole = readFile(dataPath("requests/ci.xml"));
+  std::size_t refused = 0;
+  const auto attempt = [&](const std::string& body) {
+    try {
+      _parser.parse(body);
+    } catch (const RequestRejected& rejected) {
+      ++refused;
+      EXPECT_TRUE(rejected.httpStatus() == 400 || rejected.httpStatus() == 501);
+      EXPECT_FALSE(rejected.cimError().empty());
+    }
+  };
+  for (std::size_t size = 0; size < whole.size(); ++size) attempt(whole.substr(0, size));
+  EXPECT_EQ(refused, whole.size());
+  for (std::size_t at = 0; at < whole.size(); ++at) {
+    const char c = whole[at];
+    if (c != '<' && c != '>' && c != '"' && c != '/' && c != '=') continue;
+    for (const char replacement : {'&', '<', '>', '"', ' ', '\0'}) {
+      std::string mutated = whole;
+      mutated[at] = replacement;
+      attempt(mutated);
+    }
+  }
+}

@@ -2,7 +2,7 @@
 // class tree (Test_Base <- Test_Foo <- Test_FooChild, and Test_Bar), an
 // association class (Test_FooBar: Antecedent -> Test_Foo, Dependent ->
 // Test_Bar), instances whose properties cover every CIM type, and a method
-// (Test_Foo.DoIt). One association leads to a Test_Bar that is not cached
+// (Test_Foo.DoIt, and Test_Foo.Echo). One association leads to a Test_Bar that is not cached
 // (Tag "ghost"). Its lifecycle calls are logged (source
 // "ServerTestProvider", severity 3) so that tests can check their order.
 
@@ -53,8 +53,14 @@ TOVSmrPtr<ITovaInstanceName> barName(const char* tag) { return makeName("Test_Ba
 
 // DoIt(S, N): returns 0 and the output parameter Result "done: <S>/<N>"
 // (and an output parameter Nothing that holds no value).
+// Echo(...): returns every input parameter as an output parameter, and
+// their number.
 TOVSmrPtr<ITovaValue> doIt(const TOVString& method, TestInstance::ParameterList in,
                            TestInstance::ParameterList& out, TOVSmrPtr<ITovaTransaction>&) {
+  if (method.compareTo("Echo", 0) == 0) {
+    for (const TOVParameter& parameter : *in) out->append(parameter);
+    return make(static_cast<TOVuint32>(in->entries()));
+  }
   if (method.compareTo("DoIt", 0) != 0) return TOVSmrPtr<ITovaValue>();
   TOVString s;
   unsigned int n = 0;

@@ -14,7 +14,8 @@ std::string counted(std::size_t count, const char* singular, const char* plural)
 
 }  // namespace
 
-int checkMofFiles(const std::vector<std::string>& paths, std::ostream& out, const CompileOptions& options) {
+int checkMofFiles(const std::vector<std::string>& paths, std::ostream& out,
+                  const CompileOptions& options) {
   if (paths.empty()) {
     out << "no MOF files to check\n";
     return 1;
@@ -22,8 +23,9 @@ int checkMofFiles(const std::vector<std::string>& paths, std::ostream& out, cons
   ClassRepository repository;
   const CompileResult result = MofCompiler(repository, options).compileFiles(paths);
   for (const Diagnostic& diagnostic : result.diagnostics) out << diagnostic.toString() << '\n';
-  out << counted(paths.size(), "file", "files") << " checked: " << counted(result.classCount, "class", "classes")
-      << ", " << counted(result.errorCount, "error", "errors") << ", "
+  out << counted(paths.size(), "file", "files")
+      << " checked: " << counted(result.classCount, "class", "classes") << ", "
+      << counted(result.errorCount, "error", "errors") << ", "
       << counted(result.warningCount, "warning", "warnings") << '\n';
   return result.succeeded() ? 0 : 1;
 }

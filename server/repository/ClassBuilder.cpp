@@ -140,7 +140,8 @@ void inheritFeatures(ClassDefinition& cls, const ClassDefinition& superClass) {
   cls.properties = propagateAll(superClass.properties);
   cls.methods = propagateAll(superClass.methods);
   for (Method& method : cls.methods) {
-    for (Parameter& parameter : method.parameters) parameter.qualifiers = propagate(parameter.qualifiers);
+    for (Parameter& parameter : method.parameters)
+      parameter.qualifiers = propagate(parameter.qualifiers);
   }
 }
 
@@ -171,18 +172,20 @@ class ClassBuilder {
                       const std::string& what);
   // The element named by an Override qualifier among qualifiers, checked
   // against the element's name; false when there is none.
-  bool checkOverrideQualifier(const std::vector<ResolvedQualifier>& qualifiers, const std::string& name,
-                              const std::string& what);
-  TOVSmrPtr<ITovaValue> defaultValue(const std::optional<ValueSyntax>& literal, const DataType& type,
-                                     const std::string& what);
+  bool checkOverrideQualifier(const std::vector<ResolvedQualifier>& qualifiers,
+                              const std::string& name, const std::string& what);
+  TOVSmrPtr<ITovaValue> defaultValue(const std::optional<ValueSyntax>& literal,
+                                     const DataType& type, const std::string& what);
   template <typename T>
   void resolveEmbedded(T& element, const std::string& what);
   bool isSubclassOf(const TOVString& className, const TOVString& ancestor) const;
 
   void addProperty(const FeatureSyntax& syntax);
   void addMethod(const MethodSyntax& syntax);
-  Parameter buildParameter(const FeatureSyntax& syntax, const Parameter* inherited, const std::string& method);
-  void checkOverriddenType(const DataType& inherited, const FeatureSyntax& syntax, const std::string& what);
+  Parameter buildParameter(const FeatureSyntax& syntax, const Parameter* inherited,
+                           const std::string& method);
+  void checkOverriddenType(const DataType& inherited, const FeatureSyntax& syntax,
+                           const std::string& what);
   void checkNameClashes();
 
   BuildContext& _context;
@@ -194,7 +197,8 @@ class ClassBuilder {
   std::vector<TOVString> _localMethods;
 };
 
-std::vector<ResolvedQualifier> ClassBuilder::resolveQualifiers(const std::vector<QualifierSyntax>& syntaxes) {
+std::vector<ResolvedQualifier> ClassBuilder::resolveQualifiers(
+    const std::vector<QualifierSyntax>& syntaxes) {
   std::vector<ResolvedQualifier> resolved;
   for (const QualifierSyntax& syntax : syntaxes) {
     const std::optional<QualifierDeclaration> declaration =
@@ -204,7 +208,8 @@ std::vector<ResolvedQualifier> ClassBuilder::resolveQualifiers(const std::vector
       continue;
     }
     bool duplicate = false;
-    for (const ResolvedQualifier& other : resolved) duplicate |= sameName(other.qualifier.name, declaration->name);
+    for (const ResolvedQualifier& other : resolved)
+      duplicate |= sameName(other.qualifier.name, declaration->name);
     if (duplicate) {
       error(syntax.location, "qualifier " + quoted(declaration->name) + " is given twice");
       continue;
@@ -215,7 +220,8 @@ std::vector<ResolvedQualifier> ClassBuilder::resolveQualifiers(const std::vector
     if (syntax.value) {
       ValueResult value = convertValue(*syntax.value, declaration->type, true);
       if (!value.value) {
-        error(syntax.value->location, "value of qualifier " + quoted(declaration->name) + ": " + value.error);
+        error(syntax.value->location,
+              "value of qualifier " + quoted(declaration->name) + ": " + value.error);
         continue;
       }
       qualifier.qualifier.value = value.value;
@@ -237,8 +243,8 @@ std::vector<ResolvedQualifier> ClassBuilder::resolveQualifiers(const std::vector
 void ClassBuilder::checkScopes(const std::vector<ResolvedQualifier>& qualifiers, ElementKind kind) {
   for (const ResolvedQualifier& qualifier : qualifiers) {
     if ((qualifier.scopes & scopeBit(kind)) == 0) {
-      error(qualifier.location,
-            "qualifier " + quoted(qualifier.qualifier.name) + " cannot be used on " + kindPhrase(kind));
+      error(qualifier.location, "qualifier " + quoted(qualifier.qualifier.name) +
+                                    " cannot be used on " + kindPhrase(kind));
     }
   }
 }
@@ -246,7 +252,8 @@ void ClassBuilder::checkScopes(const std::vector<ResolvedQualifier>& qualifiers,
 // The inherited qualifiers that propagate, overridden by the local ones. A
 // DisableOverride qualifier keeps the value it inherits, or, when the
 // inherited element lacks it, its declared default.
-QualifierList ClassBuilder::merge(const QualifierList* inherited, const std::vector<ResolvedQualifier>& local,
+QualifierList ClassBuilder::merge(const QualifierList* inherited,
+                                  const std::vector<ResolvedQualifier>& local,
                                   const std::string& what) {
   QualifierList result = inherited != nullptr ? propagate(*inherited) : QualifierList();
   for (const ResolvedQualifier& resolved : local) {
@@ -254,11 +261,13 @@ QualifierList ClassBuilder::merge(const QualifierList* inherited, const std::vec
     const std::string refused = "qualifier " + quoted(qualifier.name) + " of " + what +
                                 " cannot change the value it inherits: it is DisableOverride";
     if (Qualifier* old = findNamed(result.items(), qualifier.name)) {
-      if (!old->flavor.overridable && !sameValue(old->value, qualifier.value)) error(resolved.location, refused);
+      if (!old->flavor.overridable && !sameValue(old->value, qualifier.value))
+        error(resolved.location, refused);
       *old = qualifier;
       continue;
     }
-    if (inherited != nullptr && !resolved.declaredFlavor.overridable && resolved.declaredFlavor.toSubclass) {
+    if (inherited != nullptr && !resolved.declaredFlavor.overridable &&
+        resolved.declaredFlavor.toSubclass) {
       TOVSmrPtr<ITovaValue> fallback = resolved.declaredDefault;
       if ((!fallback || fallback->isNullValue()) && qualifier.type.code == CimTypeCode::Boolean &&
           !qualifier.type.isArray) {
@@ -271,23 +280,23 @@ QualifierList ClassBuilder::merge(const QualifierList* inherited, const std::vec
   return result;
 }
 
-bool ClassBuilder::checkOverrideQualifier(const std::vector<ResolvedQualifier>& qualifiers, const std::string& name,
-                                          const std::string& what) {
+bool ClassBuilder::checkOverrideQualifier(const std::vector<ResolvedQualifier>& qualifiers,
+                                          const std::string& name, const std::string& what) {
   for (const ResolvedQualifier& resolved : qualifiers) {
     if (!sameName(resolved.qualifier.name, "Override")) continue;
     const TOVSmrPtr<ITovaValue>& value = resolved.qualifier.value;
     if (value && !value->isNullValue() && value->getType()->isAtomic() &&
         !sameName(value->getAsString(), TOVString(name))) {
-      error(resolved.location, "Override(\"" + value->getAsString().toStdString() + "\") of " + what +
-                                   " must name the element itself");
+      error(resolved.location, "Override(\"" + value->getAsString().toStdString() + "\") of " +
+                                   what + " must name the element itself");
     }
     return true;
   }
   return false;
 }
 
-TOVSmrPtr<ITovaValue> ClassBuilder::defaultValue(const std::optional<ValueSyntax>& literal, const DataType& type,
-                                                 const std::string& what) {
+TOVSmrPtr<ITovaValue> ClassBuilder::defaultValue(const std::optional<ValueSyntax>& literal,
+                                                 const DataType& type, const std::string& what) {
   if (!literal) return TOVSmrPtr<ITovaValue>();
   ValueResult value = convertValue(*literal, type, false);
   if (!value.value) error(literal->location, "default value of " + what + ": " + value.error);
@@ -297,13 +306,15 @@ TOVSmrPtr<ITovaValue> ClassBuilder::defaultValue(const std::optional<ValueSyntax
 template <typename T>
 void ClassBuilder::resolveEmbedded(T& element, const std::string& what) {
   const Qualifier* instance = element.qualifiers.find("EmbeddedInstance");
-  const bool hasInstance = instance != nullptr && instance->value && !instance->value->isNullValue();
+  const bool hasInstance =
+      instance != nullptr && instance->value && !instance->value->isNullValue();
   const bool hasObject = element.qualifiers.booleanValue("EmbeddedObject", false);
   if (element.type.code == CimTypeCode::Object) element.embedded = EmbeddedKind::Object;
   if (!hasInstance && !hasObject) return;
   if (element.type.code != CimTypeCode::String && element.type.code != CimTypeCode::Object) {
-    error(element.location, std::string("qualifier '") + (hasInstance ? "EmbeddedInstance" : "EmbeddedObject") +
-                                "' needs a string; " + what + " is " + element.type.toMof().toStdString());
+    error(element.location,
+          std::string("qualifier '") + (hasInstance ? "EmbeddedInstance" : "EmbeddedObject") +
+              "' needs a string; " + what + " is " + element.type.toMof().toStdString());
     return;
   }
   if (hasInstance && instance->type.code == CimTypeCode::String && !instance->type.isArray) {
@@ -325,35 +336,44 @@ bool ClassBuilder::isSubclassOf(const TOVString& className, const TOVString& anc
   return false;
 }
 
-void ClassBuilder::checkOverriddenType(const DataType& inherited, const FeatureSyntax& syntax, const std::string& what) {
+void ClassBuilder::checkOverriddenType(const DataType& inherited, const FeatureSyntax& syntax,
+                                       const std::string& what) {
   const DataType& type = syntax.type.type;
-  if (type.code != inherited.code || type.isArray != inherited.isArray || type.arraySize != inherited.arraySize) {
-    error(syntax.type.location, what + " overrides an element of type " + inherited.toMof().toStdString() +
-                                    " with type " + type.toMof().toStdString());
+  if (type.code != inherited.code || type.isArray != inherited.isArray ||
+      type.arraySize != inherited.arraySize) {
+    error(syntax.type.location, what + " overrides an element of type " +
+                                    inherited.toMof().toStdString() + " with type " +
+                                    type.toMof().toStdString());
     return;
   }
-  if (type.code != CimTypeCode::Reference || sameName(type.referenceClass, inherited.referenceClass)) return;
-  if (_context.findClass(_nameSpace, type.referenceClass) && !isSubclassOf(type.referenceClass, inherited.referenceClass)) {
-    error(syntax.type.location, what + " overrides a reference to " + quoted(inherited.referenceClass) +
-                                    " with one to " + quoted(type.referenceClass) + ", which is not its subclass");
+  if (type.code != CimTypeCode::Reference ||
+      sameName(type.referenceClass, inherited.referenceClass))
+    return;
+  if (_context.findClass(_nameSpace, type.referenceClass) &&
+      !isSubclassOf(type.referenceClass, inherited.referenceClass)) {
+    error(syntax.type.location, what + " overrides a reference to " +
+                                    quoted(inherited.referenceClass) + " with one to " +
+                                    quoted(type.referenceClass) + ", which is not its subclass");
   }
 }
 
 void ClassBuilder::addProperty(const FeatureSyntax& syntax) {
   const TOVString name(syntax.name);
   const bool reference = syntax.type.type.code == CimTypeCode::Reference;
-  const std::string what =
-      std::string(reference ? "reference " : "property ") + quoted(_class->name.toStdString() + "." + syntax.name);
+  const std::string what = std::string(reference ? "reference " : "property ") +
+                           quoted(_class->name.toStdString() + "." + syntax.name);
   for (const TOVString& seen : _localProperties) {
     if (sameName(seen, name)) {
-      error(syntax.location, "property " + quoted(syntax.name) + " is declared twice in class " + quoted(_class->name));
+      error(syntax.location, "property " + quoted(syntax.name) + " is declared twice in class " +
+                                 quoted(_class->name));
       return;
     }
   }
   _localProperties.push_back(name);
   const std::vector<ResolvedQualifier> qualifiers = resolveQualifiers(syntax.qualifiers);
   checkScopes(qualifiers, reference ? ElementKind::Reference : ElementKind::Property);
-  if (reference) _context.requireClass(_nameSpace, syntax.type.type.referenceClass, syntax.type.location, what);
+  if (reference)
+    _context.requireClass(_nameSpace, syntax.type.type.referenceClass, syntax.type.location, what);
 
   Property property;
   property.name = name;
@@ -365,13 +385,14 @@ void ClassBuilder::addProperty(const FeatureSyntax& syntax) {
   if (inherited != nullptr) {
     if (!hasOverride) {
       _context.report(Severity::Warning, syntax.location,
-                      what + " redefines the element inherited from " + quoted(inherited->classOrigin) +
-                          " without the Override qualifier");
+                      what + " redefines the element inherited from " +
+                          quoted(inherited->classOrigin) + " without the Override qualifier");
     }
     checkOverriddenType(inherited->type, syntax, what);
     property.qualifiers = merge(&inherited->qualifiers, qualifiers, what);
-    property.defaultValue = syntax.defaultValue ? defaultValue(syntax.defaultValue, property.type, what)
-                                                : inherited->defaultValue;
+    property.defaultValue = syntax.defaultValue
+                                ? defaultValue(syntax.defaultValue, property.type, what)
+                                : inherited->defaultValue;
   } else {
     if (hasOverride) {
       error(syntax.location, what + " overrides nothing: no superclass of " + quoted(_class->name) +
@@ -382,10 +403,12 @@ void ClassBuilder::addProperty(const FeatureSyntax& syntax) {
   }
   property.key = property.qualifiers.booleanValue("Key", false);
   if (property.key && inherited == nullptr && _superClass && !_superClass->keyNames().empty()) {
-    error(syntax.location, "class " + quoted(_class->name) + " cannot add key property " + quoted(syntax.name) +
-                               ": its superclass " + quoted(_superClass->name) + " already has keys");
+    error(syntax.location, "class " + quoted(_class->name) + " cannot add key property " +
+                               quoted(syntax.name) + ": its superclass " +
+                               quoted(_superClass->name) + " already has keys");
   }
-  if (property.key && property.type.isArray) error(syntax.location, "key " + what + " cannot be an array");
+  if (property.key && property.type.isArray)
+    error(syntax.location, "key " + what + " cannot be an array");
   resolveEmbedded(property, what);
   if (inherited != nullptr) {
     *inherited = std::move(property);
@@ -406,7 +429,8 @@ Parameter ClassBuilder::buildParameter(const FeatureSyntax& syntax, const Parame
   if (parameter.isReference()) {
     _context.requireClass(_nameSpace, parameter.type.referenceClass, syntax.type.location, what);
   }
-  parameter.qualifiers = merge(inherited != nullptr ? &inherited->qualifiers : nullptr, qualifiers, what);
+  parameter.qualifiers =
+      merge(inherited != nullptr ? &inherited->qualifiers : nullptr, qualifiers, what);
   parameter.defaultValue = defaultValue(syntax.defaultValue, parameter.type, what);
   parameter.in = parameter.qualifiers.booleanValue("In", true);
   parameter.out = parameter.qualifiers.booleanValue("Out", false);
@@ -415,7 +439,8 @@ Parameter ClassBuilder::buildParameter(const FeatureSyntax& syntax, const Parame
 }
 
 bool sameSignature(const Method& inherited, const MethodSyntax& syntax) {
-  if (!(inherited.returnType == syntax.returnType.type) || inherited.parameters.size() != syntax.parameters.size()) {
+  if (!(inherited.returnType == syntax.returnType.type) ||
+      inherited.parameters.size() != syntax.parameters.size()) {
     return false;
   }
   for (std::size_t i = 0; i < syntax.parameters.size(); ++i) {
@@ -433,7 +458,8 @@ void ClassBuilder::addMethod(const MethodSyntax& syntax) {
   const std::string what = "method " + quoted(_class->name.toStdString() + "." + syntax.name);
   for (const TOVString& seen : _localMethods) {
     if (sameName(seen, name)) {
-      error(syntax.location, "method " + quoted(syntax.name) + " is declared twice in class " + quoted(_class->name));
+      error(syntax.location, "method " + quoted(syntax.name) + " is declared twice in class " +
+                                 quoted(_class->name));
       return;
     }
   }
@@ -451,11 +477,12 @@ void ClassBuilder::addMethod(const MethodSyntax& syntax) {
   if (inherited != nullptr) {
     if (!hasOverride) {
       _context.report(Severity::Warning, syntax.location,
-                      what + " redefines the element inherited from " + quoted(inherited->classOrigin) +
-                          " without the Override qualifier");
+                      what + " redefines the element inherited from " +
+                          quoted(inherited->classOrigin) + " without the Override qualifier");
     }
     if (!sameSignature(*inherited, syntax)) {
-      error(syntax.location, what + " must keep the return type and parameters of the method it overrides");
+      error(syntax.location,
+            what + " must keep the return type and parameters of the method it overrides");
       inherited = nullptr;
     }
   } else if (hasOverride) {
@@ -463,15 +490,17 @@ void ClassBuilder::addMethod(const MethodSyntax& syntax) {
                                " has a method " + quoted(syntax.name));
   }
   Method* target = findNamed(_class->methods, name);
-  method.qualifiers = merge(inherited != nullptr ? &inherited->qualifiers : nullptr, qualifiers, what);
+  method.qualifiers =
+      merge(inherited != nullptr ? &inherited->qualifiers : nullptr, qualifiers, what);
   for (std::size_t i = 0; i < syntax.parameters.size(); ++i) {
     const FeatureSyntax& parameter = syntax.parameters[i];
     if (method.findParameter(TOVString(parameter.name)) != nullptr) {
-      error(parameter.location, "parameter " + quoted(parameter.name) + " is declared twice in " + what);
+      error(parameter.location,
+            "parameter " + quoted(parameter.name) + " is declared twice in " + what);
       continue;
     }
-    method.parameters.push_back(
-        buildParameter(parameter, inherited != nullptr ? &inherited->parameters[i] : nullptr, what));
+    method.parameters.push_back(buildParameter(
+        parameter, inherited != nullptr ? &inherited->parameters[i] : nullptr, what));
   }
   if (target != nullptr) {
     *target = std::move(method);
@@ -485,13 +514,15 @@ void ClassBuilder::checkNameClashes() {
     const Property* property = _class->findProperty(method.name);
     if (property == nullptr || (method.propagated && property->propagated)) continue;
     const SourceLocation& location = method.propagated ? property->location : method.location;
-    error(location, quoted(method.name) + " is both a property and a method of class " + quoted(_class->name));
+    error(location, quoted(method.name) + " is both a property and a method of class " +
+                        quoted(_class->name));
   }
 }
 
 std::shared_ptr<ClassDefinition> ClassBuilder::build() {
   const TOVString name(_syntax.name);
-  if (const std::shared_ptr<const ClassDefinition> existing = _context.findClass(_nameSpace, name)) {
+  if (const std::shared_ptr<const ClassDefinition> existing =
+          _context.findClass(_nameSpace, name)) {
     std::string message = "class " + quoted(_syntax.name) + " is already defined";
     if (existing->location.isKnown()) message += " at " + existing->location.toString();
     error(_syntax.location, message);
@@ -504,15 +535,17 @@ std::shared_ptr<ClassDefinition> ClassBuilder::build() {
   if (!_syntax.superClassName.empty()) {
     _superClass = _context.findClass(_nameSpace, _class->superClassName);
     if (!_superClass) {
-      error(_syntax.superClassLocation,
-            "unknown superclass " + quoted(_syntax.superClassName) + " of class " + quoted(_syntax.name));
+      error(_syntax.superClassLocation, "unknown superclass " + quoted(_syntax.superClassName) +
+                                            " of class " + quoted(_syntax.name));
     }
   }
   const std::string what = "class " + quoted(_syntax.name);
   const std::vector<ResolvedQualifier> qualifiers = resolveQualifiers(_syntax.qualifiers);
   _class->qualifiers = merge(_superClass ? &_superClass->qualifiers : nullptr, qualifiers, what);
-  _class->association = _class->qualifiers.booleanValue("Association", false) || (_superClass && _superClass->association);
-  _class->indication = _class->qualifiers.booleanValue("Indication", false) || (_superClass && _superClass->indication);
+  _class->association = _class->qualifiers.booleanValue("Association", false) ||
+                        (_superClass && _superClass->association);
+  _class->indication = _class->qualifiers.booleanValue("Indication", false) ||
+                       (_superClass && _superClass->indication);
   _class->abstract = _class->qualifiers.booleanValue("Abstract", false);
   checkScopes(qualifiers, _class->association  ? ElementKind::Association
                           : _class->indication ? ElementKind::Indication
@@ -523,16 +556,19 @@ std::shared_ptr<ClassDefinition> ClassBuilder::build() {
   checkNameClashes();
   if (_class->association && !_superClass) {
     std::size_t references = 0;
-    for (const Property& property : _class->properties) references += property.isReference() ? 1 : 0;
-    if (references < 2) error(_syntax.location, "association " + quoted(_syntax.name) + " must have at least two references");
+    for (const Property& property : _class->properties)
+      references += property.isReference() ? 1 : 0;
+    if (references < 2)
+      error(_syntax.location,
+            "association " + quoted(_syntax.name) + " must have at least two references");
   }
   return _class;
 }
 
 }  // namespace
 
-std::optional<QualifierDeclaration> buildQualifierDeclaration(BuildContext& context,
-                                                              const QualifierDeclarationSyntax& syntax) {
+std::optional<QualifierDeclaration> buildQualifierDeclaration(
+    BuildContext& context, const QualifierDeclarationSyntax& syntax) {
   QualifierDeclaration declaration;
   declaration.name = TOVString(syntax.name);
   declaration.type = syntax.type.type;
@@ -556,7 +592,8 @@ std::shared_ptr<ClassDefinition> buildClass(BuildContext& context, const TOVStri
   return ClassBuilder(context, nameSpace, syntax).build();
 }
 
-std::shared_ptr<ClassDefinition> declaredClass(const TOVString& className, const TOVString& superClassName,
+std::shared_ptr<ClassDefinition> declaredClass(const TOVString& className,
+                                               const TOVString& superClassName,
                                                const ClassDefinition* superClass) {
   auto cls = std::make_shared<ClassDefinition>();
   cls->name = className;

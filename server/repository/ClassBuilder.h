@@ -23,9 +23,10 @@ class BuildContext {
   virtual std::shared_ptr<const ClassDefinition> findClass(const TOVString& nameSpace,
                                                            const TOVString& className) const = 0;
   // The qualifier declaration in effect in nameSpace (declared, or built in).
-  virtual std::optional<QualifierDeclaration> findQualifierDeclaration(const TOVString& nameSpace,
-                                                                       const TOVString& name) const = 0;
-  virtual void report(Severity severity, const SourceLocation& location, const std::string& message) = 0;
+  virtual std::optional<QualifierDeclaration> findQualifierDeclaration(
+      const TOVString& nameSpace, const TOVString& name) const = 0;
+  virtual void report(Severity severity, const SourceLocation& location,
+                      const std::string& message) = 0;
   // Records that className must be defined by the end of the compilation;
   // what names the element that refers to it (for the message).
   virtual void requireClass(const TOVString& nameSpace, const TOVString& className,
@@ -34,8 +35,8 @@ class BuildContext {
 
 // A qualifier declaration from its syntax; errors are reported to context
 // and give nullopt.
-std::optional<QualifierDeclaration> buildQualifierDeclaration(BuildContext& context,
-                                                              const QualifierDeclarationSyntax& syntax);
+std::optional<QualifierDeclaration> buildQualifierDeclaration(
+    BuildContext& context, const QualifierDeclarationSyntax& syntax);
 
 // The resolved class, inheriting from its superclass (looked up in context).
 // Errors are reported to context; a class with errors is still returned
@@ -46,7 +47,8 @@ std::shared_ptr<ClassDefinition> buildClass(BuildContext& context, const TOVStri
 
 // A class known only by name and superclass (defined false), inheriting what
 // superClass propagates when it is given.
-std::shared_ptr<ClassDefinition> declaredClass(const TOVString& className, const TOVString& superClassName,
+std::shared_ptr<ClassDefinition> declaredClass(const TOVString& className,
+                                               const TOVString& superClassName,
                                                const ClassDefinition* superClass);
 
 }  // namespace kest::repository

@@ -18,7 +18,8 @@ ClassPointer ClassRepository::NameSpace::find(const TOVString& className) const 
 
 // Walks the superclass names; a walk longer than the number of classes has
 // met a cycle (possible only between declared classes) and stops.
-bool ClassRepository::NameSpace::isSubclass(const TOVString& className, const TOVString& superClassName) const {
+bool ClassRepository::NameSpace::isSubclass(const TOVString& className,
+                                            const TOVString& superClassName) const {
   ClassPointer current = find(className);
   for (std::size_t steps = 0; current && steps <= classes.size(); ++steps) {
     if (current->name.compareTo(superClassName, 0) == 0) return true;
@@ -73,20 +74,23 @@ std::vector<TOVString> ClassRepository::nameSpaces() const {
   return names;
 }
 
-ClassPointer ClassRepository::findClass(const TOVString& nameSpace, const TOVString& className) const {
+ClassPointer ClassRepository::findClass(const TOVString& nameSpace,
+                                        const TOVString& className) const {
   std::shared_lock lock(_mutex);
   const NameSpace* space = findNameSpace(nameSpace);
   return space != nullptr ? space->find(className) : nullptr;
 }
 
-std::optional<ClassDefinition> ClassRepository::getClass(const TOVString& nameSpace, const TOVString& className,
+std::optional<ClassDefinition> ClassRepository::getClass(const TOVString& nameSpace,
+                                                         const TOVString& className,
                                                          const ClassRequestOptions& options) const {
   const ClassPointer cls = findClass(nameSpace, className);
   if (!cls) return std::nullopt;
   return cls->filtered(options);
 }
 
-std::vector<ClassPointer> ClassRepository::selectClasses(const NameSpace& space, const TOVString& className,
+std::vector<ClassPointer> ClassRepository::selectClasses(const NameSpace& space,
+                                                         const TOVString& className,
                                                          bool deepInheritance) const {
   std::vector<ClassPointer> selected;
   for (const ClassPointer& cls : space.classes) {
@@ -101,19 +105,18 @@ std::vector<ClassPointer> ClassRepository::selectClasses(const NameSpace& space,
   return selected;
 }
 
-std::optional<std::vector<ClassPointer>> ClassRepository::enumerateClasses(const TOVString& nameSpace,
-                                                                           const TOVString& className,
-                                                                           bool deepInheritance) const {
+std::optional<std::vector<ClassPointer>> ClassRepository::enumerateClasses(
+    const TOVString& nameSpace, const TOVString& className, bool deepInheritance) const {
   std::shared_lock lock(_mutex);
   const NameSpace* space = findNameSpace(nameSpace);
   if (space == nullptr || (!className.isNull() && !space->find(className))) return std::nullopt;
   return selectClasses(*space, className, deepInheritance);
 }
 
-std::optional<std::vector<TOVString>> ClassRepository::enumerateClassNames(const TOVString& nameSpace,
-                                                                           const TOVString& className,
-                                                                           bool deepInheritance) const {
-  const std::optional<std::vector<ClassPointer>> classes = enumerateClasses(nameSpace, className, deepInheritance);
+std::optional<std::vector<TOVString>> ClassRepository::enumerateClassNames(
+    const TOVString& nameSpace, const TOVString& className, bool deepInheritance) const {
+  const std::optional<std::vector<ClassPointer>> classes =
+      enumerateClasses(nameSpace, className, deepInheritance);
   if (!classes) return std::nullopt;
   std::vector<TOVString> names;
   names.reserve(classes->size());
@@ -144,8 +147,8 @@ bool ClassRepository::declareClass(const TOVString& nameSpace, const TOVString& 
   return true;
 }
 
-std::optional<QualifierDeclaration> ClassRepository::findQualifierDeclaration(const TOVString& nameSpace,
-                                                                              const TOVString& name) const {
+std::optional<QualifierDeclaration> ClassRepository::findQualifierDeclaration(
+    const TOVString& nameSpace, const TOVString& name) const {
   {
     std::shared_lock lock(_mutex);
     if (const NameSpace* space = findNameSpace(nameSpace)) {
@@ -153,11 +156,13 @@ std::optional<QualifierDeclaration> ClassRepository::findQualifierDeclaration(co
       if (found != space->qualifierIndex.end()) return space->qualifiers[found->second];
     }
   }
-  if (const QualifierDeclaration* standard = findStandardQualifierDeclaration(name)) return *standard;
+  if (const QualifierDeclaration* standard = findStandardQualifierDeclaration(name))
+    return *standard;
   return std::nullopt;
 }
 
-std::vector<QualifierDeclaration> ClassRepository::qualifierDeclarations(const TOVString& nameSpace) const {
+std::vector<QualifierDeclaration> ClassRepository::qualifierDeclarations(
+    const TOVString& nameSpace) const {
   std::shared_lock lock(_mutex);
   static const NameSpace kEmpty;
   const NameSpace* found = findNameSpace(nameSpace);
@@ -196,7 +201,8 @@ std::optional<ClassRepository::Update::ClassEntry> ClassRepository::apply(const 
       space.qualifiers[position->second] = entry.declaration;
     }
   }
-  for (const Update::ClassEntry& entry : update.classes) addClass(nameSpaceFor(entry.nameSpace), entry.definition);
+  for (const Update::ClassEntry& entry : update.classes)
+    addClass(nameSpaceFor(entry.nameSpace), entry.definition);
   return std::nullopt;
 }
 

@@ -32,8 +32,9 @@ bool isValidNameSpace(std::string_view name) {
   if (name.empty() || name.front() == '/' || name.back() == '/') return false;
   char previous = '/';
   for (const char c : name) {
-    const bool nameCharacter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-                               c == '_' || static_cast<unsigned char>(c) >= 0x80;
+    const bool nameCharacter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+                               (c >= '0' && c <= '9') || c == '_' ||
+                               static_cast<unsigned char>(c) >= 0x80;
     if (!nameCharacter && !(c == '/' && previous != '/')) return false;
     previous = c;
   }
@@ -47,18 +48,20 @@ class Compilation : public BuildContext {
   Compilation(ClassRepository& repository, const CompileOptions& options)
       : _repository(repository), _options(options) {}
 
-  void compileFile(const std::string& path, const SourceLocation* includedFrom, const TOVString& nameSpace);
+  void compileFile(const std::string& path, const SourceLocation* includedFrom,
+                   const TOVString& nameSpace);
   void compileSource(const std::string& name, const std::string& canonical, std::string_view bytes,
                      const TOVString& nameSpace);
   CompileResult finish();
 
   std::shared_ptr<const ClassDefinition> findClass(const TOVString& nameSpace,
                                                    const TOVString& className) const override;
-  std::optional<QualifierDeclaration> findQualifierDeclaration(const TOVString& nameSpace,
-                                                               const TOVString& name) const override;
-  void report(Severity severity, const SourceLocation& location, const std::string& message) override;
-  void requireClass(const TOVString& nameSpace, const TOVString& className, const SourceLocation& location,
-                    const std::string& what) override;
+  std::optional<QualifierDeclaration> findQualifierDeclaration(
+      const TOVString& nameSpace, const TOVString& name) const override;
+  void report(Severity severity, const SourceLocation& location,
+              const std::string& message) override;
+  void requireClass(const TOVString& nameSpace, const TOVString& className,
+                    const SourceLocation& location, const std::string& what) override;
 
  private:
   struct Staged {
@@ -81,7 +84,8 @@ class Compilation : public BuildContext {
   void handle(const ClassSyntax& syntax, const TOVString& nameSpace);
   void handle(const InstanceSyntax& syntax);
   Staged& staged(const TOVString& nameSpace);
-  void readFailure(const std::string& path, const SourceLocation* includedFrom, const std::string& reason);
+  void readFailure(const std::string& path, const SourceLocation* includedFrom,
+                   const std::string& reason);
 
   ClassRepository& _repository;
   const CompileOptions& _options;
@@ -111,8 +115,8 @@ std::shared_ptr<const ClassDefinition> Compilation::findClass(const TOVString& n
   return _repository.findClass(nameSpace, className);
 }
 
-std::optional<QualifierDeclaration> Compilation::findQualifierDeclaration(const TOVString& nameSpace,
-                                                                          const TOVString& name) const {
+std::optional<QualifierDeclaration> Compilation::findQualifierDeclaration(
+    const TOVString& nameSpace, const TOVString& name) const {
   const auto space = _staged.find(foldName(nameSpace));
   if (space != _staged.end()) {
     const auto found = space->second.qualifiers.find(foldName(name));
@@ -121,7 +125,8 @@ std::optional<QualifierDeclaration> Compilation::findQualifierDeclaration(const 
   return _repository.findQualifierDeclaration(nameSpace, name);
 }
 
-void Compilation::report(Severity severity, const SourceLocation& location, const std::string& message) {
+void Compilation::report(Severity severity, const SourceLocation& location,
+                         const std::string& message) {
   _result.diagnostics.push_back(Diagnostic{severity, location, message});
   ++(severity == Severity::Error ? _result.errorCount : _result.warningCount);
 }
@@ -134,7 +139,8 @@ void Compilation::requireClass(const TOVString& nameSpace, const TOVString& clas
 void Compilation::readFailure(const std::string& path, const SourceLocation* includedFrom,
                               const std::string& reason) {
   if (includedFrom != nullptr) {
-    report(Severity::Error, *includedFrom, "cannot read included file " + quoted(path) + ": " + reason);
+    report(Severity::Error, *includedFrom,
+           "cannot read included file " + quoted(path) + ": " + reason);
   } else {
     report(Severity::Error, SourceLocation{path, 0, 0}, "cannot read file: " + reason);
   }
@@ -148,14 +154,15 @@ void Compilation::compileFile(const std::string& path, const SourceLocation* inc
   if (!fs::is_regular_file(status)) return readFailure(path, includedFrom, "not a regular file");
   std::ifstream stream(path, std::ios::binary);
   if (!stream) return readFailure(path, includedFrom, std::strerror(errno));
-  const std::string bytes((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
+  const std::string bytes((std::istreambuf_iterator<char>(stream)),
+                          std::istreambuf_iterator<char>());
   if (stream.bad()) return readFailure(path, includedFrom, "read error");
   fs::path canonical = fs::weakly_canonical(fs::absolute(path, error), error);
   compileSource(path, canonical.string(), bytes, nameSpace);
 }
 
-void Compilation::compileSource(const std::string& name, const std::string& canonical, std::string_view bytes,
-                                const TOVString& nameSpace) {
+void Compilation::compileSource(const std::string& name, const std::string& canonical,
+                                std::string_view bytes, const TOVString& nameSpace) {
   std::string text;
   std::string decodeError;
   if (!decodeMofSource(bytes, text, decodeError)) {
@@ -187,18 +194,21 @@ void Compilation::compileSource(const std::string& name, const std::string& cano
   _open.pop_back();
 }
 
-void Compilation::handle(const PragmaSyntax& pragma, const std::string& file, TOVString& nameSpace) {
+void Compilation::handle(const PragmaSyntax& pragma, const std::string& file,
+                         TOVString& nameSpace) {
   const std::string name = foldName(TOVString(pragma.name));
   if (name == "namespace") {
     if (!isValidNameSpace(pragma.value)) {
-      report(Severity::Error, pragma.valueLocation, "invalid namespace name " + quoted(pragma.value));
+      report(Severity::Error, pragma.valueLocation,
+             "invalid namespace name " + quoted(pragma.value));
       return;
     }
     nameSpace = TOVString(pragma.value);
     return;
   }
   if (name != "include") {
-    report(Severity::Warning, pragma.location, "pragma " + quoted(pragma.name) + " is not supported and is ignored");
+    report(Severity::Warning, pragma.location,
+           "pragma " + quoted(pragma.name) + " is not supported and is ignored");
     return;
   }
   if (pragma.value.empty()) {
@@ -218,7 +228,8 @@ void Compilation::handle(const PragmaSyntax& pragma, const std::string& file, TO
     return;
   }
   if (_open.size() >= kMaxIncludeDepth) {
-    report(Severity::Error, pragma.location, "includes are nested more than " + std::to_string(kMaxIncludeDepth) + " deep");
+    report(Severity::Error, pragma.location,
+           "includes are nested more than " + std::to_string(kMaxIncludeDepth) + " deep");
     return;
   }
   compileFile(path, &pragma.location, nameSpace);
@@ -227,10 +238,12 @@ void Compilation::handle(const PragmaSyntax& pragma, const std::string& file, TO
 void Compilation::handle(const QualifierDeclarationSyntax& syntax, const TOVString& nameSpace) {
   std::optional<QualifierDeclaration> declaration = buildQualifierDeclaration(*this, syntax);
   if (!declaration) return;
-  const std::optional<QualifierDeclaration> existing = findQualifierDeclaration(nameSpace, declaration->name);
+  const std::optional<QualifierDeclaration> existing =
+      findQualifierDeclaration(nameSpace, declaration->name);
   if (existing && existing->location.isKnown() && !existing->sameDefinitionAs(*declaration)) {
     report(Severity::Error, syntax.location,
-           "qualifier " + quoted(syntax.name) + " is already declared differently at " + existing->location.toString());
+           "qualifier " + quoted(syntax.name) + " is already declared differently at " +
+               existing->location.toString());
     return;
   }
   Staged& space = staged(nameSpace);
@@ -250,15 +263,17 @@ void Compilation::handle(const ClassSyntax& syntax, const TOVString& nameSpace) 
 
 void Compilation::handle(const InstanceSyntax& syntax) {
   report(Severity::Warning, syntax.location,
-         "instance declarations are not supported; the instance of " + quoted(syntax.className) + " is ignored");
+         "instance declarations are not supported; the instance of " + quoted(syntax.className) +
+             " is ignored");
 }
 
 CompileResult Compilation::finish() {
   if (!_stopped) {
     for (const Required& required : _required) {
       if (!findClass(required.nameSpace, required.className)) {
-        report(Severity::Error, required.location,
-               "unknown class " + quoted(required.className.toStdString()) + " in " + required.what);
+        report(
+            Severity::Error, required.location,
+            "unknown class " + quoted(required.className.toStdString()) + " in " + required.what);
       }
     }
   }
@@ -283,7 +298,8 @@ CompileResult guarded(Compilation& compilation, F compile) {
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::exception& error) {
-    compilation.report(Severity::Error, SourceLocation(), std::string("internal error: ") + error.what());
+    compilation.report(Severity::Error, SourceLocation(),
+                       std::string("internal error: ") + error.what());
   }
   return compilation.finish();
 }
@@ -296,7 +312,8 @@ MofCompiler::MofCompiler(ClassRepository& repository, CompileOptions options)
 CompileResult MofCompiler::compileFiles(const std::vector<std::string>& paths) {
   Compilation compilation(_repository, _options);
   return guarded(compilation, [&] {
-    for (const std::string& path : paths) compilation.compileFile(path, nullptr, _options.defaultNameSpace);
+    for (const std::string& path : paths)
+      compilation.compileFile(path, nullptr, _options.defaultNameSpace);
   });
 }
 
@@ -304,7 +321,8 @@ CompileResult MofCompiler::compileText(const std::string& sourceName, std::strin
   Compilation compilation(_repository, _options);
   return guarded(compilation, [&] {
     std::error_code error;
-    const std::string canonical = fs::weakly_canonical(fs::absolute(sourceName, error), error).string();
+    const std::string canonical =
+        fs::weakly_canonical(fs::absolute(sourceName, error), error).string();
     compilation.compileSource(sourceName, canonical, text, _options.defaultNameSpace);
   });
 }

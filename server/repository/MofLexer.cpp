@@ -53,7 +53,9 @@ std::size_t utf8SequenceLength(std::string_view text, std::size_t i) {
 }
 
 char32_t decodeUtf8(std::string_view text, std::size_t i, std::size_t length) {
-  const auto byte = [&](std::size_t k) { return static_cast<char32_t>(static_cast<unsigned char>(text[i + k])); };
+  const auto byte = [&](std::size_t k) {
+    return static_cast<char32_t>(static_cast<unsigned char>(text[i + k]));
+  };
   switch (length) {
     case 1:
       return byte(0);
@@ -228,14 +230,16 @@ Token MofLexer::read() {
   if (atEnd()) return token;
   const char c = current();
   const bool signedNumber =
-      (c == '+' || c == '-') && (isDigit(lookahead(1)) || (lookahead(1) == '.' && isDigit(lookahead(2))));
+      (c == '+' || c == '-') &&
+      (isDigit(lookahead(1)) || (lookahead(1) == '.' && isDigit(lookahead(2))));
   if (isDigit(c) || signedNumber || (c == '.' && isDigit(lookahead(1)))) return readNumber();
   if (c == '"') return readString();
   if (c == '\'') return readChar();
   if (isIdentifierStart(c)) return readIdentifier();
   if (c == '$') {
     advance();
-    if (!isIdentifierStart(current())) fail(token.line, token.column, "expected an alias name after '$'");
+    if (!isIdentifierStart(current()))
+      fail(token.line, token.column, "expected an alias name after '$'");
     Token alias = readIdentifier();
     alias.kind = Token::Kind::Alias;
     alias.line = token.line;
@@ -280,13 +284,15 @@ Token MofLexer::readNumber() {
   const std::size_t bodyStart = _position;
   const auto invalid = [&]() {
     while (isIdentifierPart(current()) || current() == '.') advance();
-    fail(token.line, token.column, "invalid number '" + _text.substr(start, _position - start) + "'");
+    fail(token.line, token.column,
+         "invalid number '" + _text.substr(start, _position - start) + "'");
   };
   const auto accumulate = [&](std::string_view digits, unsigned base) {
     std::uint64_t value = 0;
     const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), value, base);
     if (result.ec == std::errc::result_out_of_range) {
-      fail(token.line, token.column, "integer '" + _text.substr(start, _position - start) + "' is too large");
+      fail(token.line, token.column,
+           "integer '" + _text.substr(start, _position - start) + "' is too large");
     }
     return value;
   };
@@ -297,10 +303,12 @@ Token MofLexer::readNumber() {
     const std::size_t digitsStart = _position;
     while (hexValue(current()) >= 0) advance();
     if (_position == digitsStart || isIdentifierPart(current()) || current() == '.') invalid();
-    token.magnitude = accumulate(std::string_view(_text).substr(digitsStart, _position - digitsStart), 16);
+    token.magnitude =
+        accumulate(std::string_view(_text).substr(digitsStart, _position - digitsStart), 16);
   } else {
     while (isDigit(current())) advance();
-    const std::string_view digits = std::string_view(_text).substr(bodyStart, _position - bodyStart);
+    const std::string_view digits =
+        std::string_view(_text).substr(bodyStart, _position - bodyStart);
     if (current() == '.' || current() == 'e' || current() == 'E') {
       if (current() == '.') {
         advance();
@@ -319,7 +327,8 @@ Token MofLexer::readNumber() {
       const char* first = _text.data() + start + (_text[start] == '+' ? 1 : 0);
       const auto result = std::from_chars(first, _text.data() + _position, token.real);
       if (result.ec != std::errc() || !std::isfinite(token.real)) {
-        fail(token.line, token.column, "real number '" + _text.substr(start, _position - start) + "' is out of range");
+        fail(token.line, token.column,
+             "real number '" + _text.substr(start, _position - start) + "' is out of range");
       }
     } else if ((current() == 'b' || current() == 'B') && !isIdentifierPart(lookahead(1)) &&
                digits.find_first_not_of("01") == std::string_view::npos) {
@@ -377,8 +386,10 @@ char32_t MofLexer::readLiteralCharacter(char quote) {
       }
       const std::string text = _text.substr(_position - static_cast<std::size_t>(digits) - 2,
                                             static_cast<std::size_t>(digits) + 2);
-      if (digits == 0) fail(line, column, std::string("expected hexadecimal digits after '\\") + escape + "'");
-      if (value >= 0xD800 && value <= 0xDFFF) fail(line, column, "escape '" + text + "' is not a character");
+      if (digits == 0)
+        fail(line, column, std::string("expected hexadecimal digits after '\\") + escape + "'");
+      if (value >= 0xD800 && value <= 0xDFFF)
+        fail(line, column, "escape '" + text + "' is not a character");
       return value;
     }
     default:
@@ -396,7 +407,8 @@ Token MofLexer::readString() {
   token.column = _column;
   advance();
   while (current() != '"') {
-    if (atEnd() || current() == '\n' || current() == '\r') fail(token.line, token.column, "unterminated string");
+    if (atEnd() || current() == '\n' || current() == '\r')
+      fail(token.line, token.column, "unterminated string");
     const unsigned line = _line;
     const unsigned column = _column;
     const char32_t c = readLiteralCharacter('"');
@@ -421,7 +433,9 @@ Token MofLexer::readChar() {
   if (current() != '\'') fail(token.line, token.column, "unterminated character literal");
   advance();
   if (c == 0) fail(token.line, token.column, "a character cannot be U+0000");
-  if (c > 0xFFFF) fail(token.line, token.column, "character " + describeCharacter(c) + " does not fit in a char16");
+  if (c > 0xFFFF)
+    fail(token.line, token.column,
+         "character " + describeCharacter(c) + " does not fit in a char16");
   token.character = static_cast<char16_t>(c);
   appendUtf8(token.text, c);
   return token;

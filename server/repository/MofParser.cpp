@@ -121,7 +121,8 @@ PragmaSyntax MofParser::parsePragma() {
   _lexer.next();
   pragma.name = expectIdentifier("expected pragma name");
   expect('(', "expected '(' after pragma name");
-  if (_lexer.peek().kind != Token::Kind::String) failAt(_lexer.peek(), "expected a string value in pragma");
+  if (_lexer.peek().kind != Token::Kind::String)
+    failAt(_lexer.peek(), "expected a string value in pragma");
   pragma.valueLocation = here();
   while (_lexer.peek().kind == Token::Kind::String) pragma.value += _lexer.next().text;
   expect(')', "expected ')' after pragma value");
@@ -142,7 +143,8 @@ QualifierDeclarationSyntax MofParser::parseQualifierDeclaration() {
   if (accept('=')) declaration.defaultValue = parseValue(true);
   accept(',');
   if (!_lexer.peek().isKeyword("scope")) {
-    failAt(_lexer.peek(), "expected 'Scope' in the declaration of qualifier '" + declaration.name + "'");
+    failAt(_lexer.peek(),
+           "expected 'Scope' in the declaration of qualifier '" + declaration.name + "'");
   }
   _lexer.next();
   declaration.scopes = parseScopeList();
@@ -196,7 +198,8 @@ ClassSyntax MofParser::parseClass(std::vector<QualifierSyntax> qualifiers) {
   cls.name = expectIdentifier("expected class name after 'class'");
   if (_lexer.peek().isKeyword("as")) {
     _lexer.next();
-    if (_lexer.peek().kind != Token::Kind::Alias) failAt(_lexer.peek(), "expected an alias after 'as'");
+    if (_lexer.peek().kind != Token::Kind::Alias)
+      failAt(_lexer.peek(), "expected an alias after 'as'");
     _lexer.next();
   }
   if (accept(':')) {
@@ -223,7 +226,8 @@ InstanceSyntax MofParser::parseInstance() {
   instance.className = expectIdentifier("expected class name after 'instance of'");
   if (_lexer.peek().isKeyword("as")) {
     _lexer.next();
-    if (_lexer.peek().kind != Token::Kind::Alias) failAt(_lexer.peek(), "expected an alias after 'as'");
+    if (_lexer.peek().kind != Token::Kind::Alias)
+      failAt(_lexer.peek(), "expected an alias after 'as'");
     _lexer.next();
   }
   const std::string what = "the instance of '" + instance.className + "'";
@@ -250,7 +254,8 @@ TypeSyntax MofParser::parseType(bool allowReference, const std::string& what) {
       return type;
     }
   }
-  if (!allowReference || !_lexer.peek(1).isKeyword("ref")) failAt(token, "unknown data type '" + token.text + "'");
+  if (!allowReference || !_lexer.peek(1).isKeyword("ref"))
+    failAt(token, "unknown data type '" + token.text + "'");
   _lexer.next();
   _lexer.next();
   type.type.code = CimTypeCode::Reference;
@@ -263,7 +268,8 @@ void MofParser::parseArraySuffix(DataType& type) {
   type.isArray = true;
   const Token token = _lexer.peek();
   if (token.kind == Token::Kind::Integer) {
-    if (token.negative || token.text[0] == '+' || token.magnitude == 0 || token.magnitude > 0xFFFFFFFFu) {
+    if (token.negative || token.text[0] == '+' || token.magnitude == 0 ||
+        token.magnitude > 0xFFFFFFFFu) {
       failAt(token, "array size must be a positive integer");
     }
     type.arraySize = static_cast<unsigned>(token.magnitude);
@@ -280,7 +286,8 @@ void MofParser::parseFeature(ClassSyntax& cls) {
   const TypeSyntax type = parseType(true, "a property or method declaration");
   const bool reference = type.type.code == CimTypeCode::Reference;
   const SourceLocation location = here();
-  std::string name = expectIdentifier(reference ? "expected reference name" : "expected property or method name");
+  std::string name =
+      expectIdentifier(reference ? "expected reference name" : "expected property or method name");
   if (_lexer.peek().is('(')) {
     if (reference) throw MofSyntaxError(type.location, "a method cannot return a reference");
     MethodSyntax method{std::move(qualifiers), type, std::move(name), location, {}};
@@ -295,7 +302,8 @@ void MofParser::parseFeature(ClassSyntax& cls) {
     parseArraySuffix(property.type.type);
   }
   if (accept('=')) property.defaultValue = parseValue(true);
-  expect(';', reference ? "expected ';' after reference declaration" : "expected ';' after property declaration");
+  expect(';', reference ? "expected ';' after reference declaration"
+                        : "expected ';' after property declaration");
   cls.properties.push_back(std::move(property));
 }
 
@@ -331,7 +339,8 @@ std::vector<QualifierSyntax> MofParser::parseQualifierList() {
       qualifier.value = parseValue(true);
     }
     if (accept(':')) {
-      if (flavorNamed(_lexer.peek()) == nullptr) failAt(_lexer.peek(), "expected a flavor after ':'");
+      if (flavorNamed(_lexer.peek()) == nullptr)
+        failAt(_lexer.peek(), "expected a flavor after ':'");
       while (const NamedFlavor* flavor = flavorNamed(_lexer.peek())) {
         qualifier.flavors.push_back(FlavorSyntax{flavor->kind, here()});
         _lexer.next();

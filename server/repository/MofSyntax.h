@@ -114,6 +114,7 @@ struct InstanceSyntax {
   SourceLocation location;
 };
 
-using Production = std::variant<PragmaSyntax, QualifierDeclarationSyntax, ClassSyntax, InstanceSyntax>;
+using Production =
+    std::variant<PragmaSyntax, QualifierDeclarationSyntax, ClassSyntax, InstanceSyntax>;
 
 }  // namespace kest::repository

@@ -44,7 +44,9 @@ std::string elementTypeName(const DataType& type) {
   return element.toMof().toStdString();
 }
 
-ValueResult failure(std::string error) { return ValueResult{TOVSmrPtr<ITovaValue>(), std::move(error)}; }
+ValueResult failure(std::string error) {
+  return ValueResult{TOVSmrPtr<ITovaValue>(), std::move(error)};
+}
 
 template <typename T>
 ValueResult success(T value) {
@@ -133,13 +135,15 @@ bool isInteger(CimTypeCode code) {
 ValueResult convertScalar(const ValueSyntax& literal, const DataType& type) {
   const CimTypeCode code = type.code;
   const auto mismatch = [&]() {
-    return failure("expected a " + elementTypeName(type) + " value, found " + kindName(literal.kind));
+    return failure("expected a " + elementTypeName(type) + " value, found " +
+                   kindName(literal.kind));
   };
   if (literal.kind == ValueSyntax::Kind::Alias) return failure("aliases are not supported");
   if (code == CimTypeCode::Boolean) {
     return literal.kind == ValueSyntax::Kind::Boolean ? success(literal.boolean) : mismatch();
   }
-  if (isInteger(code)) return literal.kind == ValueSyntax::Kind::Integer ? convertInteger(literal, code) : mismatch();
+  if (isInteger(code))
+    return literal.kind == ValueSyntax::Kind::Integer ? convertInteger(literal, code) : mismatch();
   if (code == CimTypeCode::Real32 || code == CimTypeCode::Real64) {
     return isNumeric(literal.kind) ? convertReal(literal, code) : mismatch();
   }
@@ -148,13 +152,17 @@ ValueResult convertScalar(const ValueSyntax& literal, const DataType& type) {
       return ValueResult{CTovaValue::char16(literal.character), std::string()};
     }
     if (literal.kind != ValueSyntax::Kind::Integer) return mismatch();
-    if (literal.negative || literal.magnitude > 0xFFFF) return failure(literal.text + " is out of range for char16");
-    return ValueResult{CTovaValue::char16(static_cast<TOVchar16>(literal.magnitude)), std::string()};
+    if (literal.negative || literal.magnitude > 0xFFFF)
+      return failure(literal.text + " is out of range for char16");
+    return ValueResult{CTovaValue::char16(static_cast<TOVchar16>(literal.magnitude)),
+                       std::string()};
   }
-  if (code == CimTypeCode::Object) return failure("an embedded object cannot be given a value in MOF");
+  if (code == CimTypeCode::Object)
+    return failure("an embedded object cannot be given a value in MOF");
   if (literal.kind != ValueSyntax::Kind::String) return mismatch();
   if (code == CimTypeCode::DateTime) {
-    if (!isValidDateTime(literal.text)) return failure("'" + literal.text + "' is not a valid datetime");
+    if (!isValidDateTime(literal.text))
+      return failure("'" + literal.text + "' is not a valid datetime");
     return ValueResult{CTovaValue::dateTime(literal.text), std::string()};
   }
   if (code == CimTypeCode::Reference) {
@@ -189,12 +197,14 @@ ValueResult convertValue(const ValueSyntax& literal, const DataType& type, bool 
     return convertScalar(literal, type);
   }
   if (literal.kind != ValueSyntax::Kind::Array && !wrapScalar) {
-    return failure("expected an array of " + elementTypeName(type) + ", found " + kindName(literal.kind));
+    return failure("expected an array of " + elementTypeName(type) + ", found " +
+                   kindName(literal.kind));
   }
   const std::vector<ValueSyntax> single = literal.kind == ValueSyntax::Kind::Array
                                               ? std::vector<ValueSyntax>()
                                               : std::vector<ValueSyntax>{literal};
-  const std::vector<ValueSyntax>& items = literal.kind == ValueSyntax::Kind::Array ? literal.elements : single;
+  const std::vector<ValueSyntax>& items =
+      literal.kind == ValueSyntax::Kind::Array ? literal.elements : single;
   if (type.arraySize != 0 && items.size() > type.arraySize) {
     return failure(std::to_string(items.size()) + " elements given for an array of at most " +
                    std::to_string(type.arraySize));
@@ -207,7 +217,8 @@ ValueResult convertValue(const ValueSyntax& literal, const DataType& type, bool 
     if (!element.value) return element;
     elements->append(element.value);
   }
-  return ValueResult{TOVSmrPtr<ITovaValue>(new CTovaValue(type.hostType(), elements)), std::string()};
+  return ValueResult{TOVSmrPtr<ITovaValue>(new CTovaValue(type.hostType(), elements)),
+                     std::string()};
 }
 
 bool sameValue(const TOVSmrPtr<ITovaValue>& a, const TOVSmrPtr<ITovaValue>& b) {
@@ -217,8 +228,8 @@ bool sameValue(const TOVSmrPtr<ITovaValue>& a, const TOVSmrPtr<ITovaValue>& b) {
   if (aNull || bNull) return aNull == bNull;
   const TOVSmrPtr<ITovaType> aType = a->getType();
   const TOVSmrPtr<ITovaType> bType = b->getType();
-  return CTovaType::codeOf(*aType) == CTovaType::codeOf(*bType) && aType->isArray() == bType->isArray() &&
-         a->toString() == b->toString();
+  return CTovaType::codeOf(*aType) == CTovaType::codeOf(*bType) &&
+         aType->isArray() == bType->isArray() && a->toString() == b->toString();
 }
 
 bool isValidDateTime(std::string_view text) {
@@ -227,15 +238,16 @@ bool isValidDateTime(std::string_view text) {
     if (i != 14 && !isDigitOrStar(text[i])) return false;
   }
   if (text[21] == ':') {
-    return text.substr(22) == "000" && digitsInRange(text, 8, 2, 0, 23) && digitsInRange(text, 10, 2, 0, 59) &&
-           digitsInRange(text, 12, 2, 0, 59);
+    return text.substr(22) == "000" && digitsInRange(text, 8, 2, 0, 23) &&
+           digitsInRange(text, 10, 2, 0, 59) && digitsInRange(text, 12, 2, 0, 59);
   }
   if (text[21] != '+' && text[21] != '-') return false;
   for (std::size_t i = 22; i < 25; ++i) {
     if (text[i] < '0' || text[i] > '9') return false;
   }
-  return digitsInRange(text, 4, 2, 1, 12) && digitsInRange(text, 6, 2, 1, 31) && digitsInRange(text, 8, 2, 0, 23) &&
-         digitsInRange(text, 10, 2, 0, 59) && digitsInRange(text, 12, 2, 0, 60);
+  return digitsInRange(text, 4, 2, 1, 12) && digitsInRange(text, 6, 2, 1, 31) &&
+         digitsInRange(text, 8, 2, 0, 23) && digitsInRange(text, 10, 2, 0, 59) &&
+         digitsInRange(text, 12, 2, 0, 60);
 }
 
 namespace {
@@ -260,13 +272,16 @@ TOVSmrPtr<ITovaValue> parseKeyValue(std::string_view text, std::size_t& pos) {
   const std::size_t end = std::min(text.find(',', pos), text.size());
   const std::string_view word = text.substr(pos, end - pos);
   pos = end;
-  if (word == "true" || word == "TRUE" || word == "True") return TOVSmrPtr<ITovaValue>(new CTovaValue(true));
-  if (word == "false" || word == "FALSE" || word == "False") return TOVSmrPtr<ITovaValue>(new CTovaValue(false));
+  if (word == "true" || word == "TRUE" || word == "True")
+    return TOVSmrPtr<ITovaValue>(new CTovaValue(true));
+  if (word == "false" || word == "FALSE" || word == "False")
+    return TOVSmrPtr<ITovaValue>(new CTovaValue(false));
   const char* first = word.data();
   const char* last = word.data() + word.size();
   if (!word.empty() && word[0] == '-') {
     long long number = 0;
-    if (std::from_chars(first, last, number).ptr == last) return TOVSmrPtr<ITovaValue>(new CTovaValue(number));
+    if (std::from_chars(first, last, number).ptr == last)
+      return TOVSmrPtr<ITovaValue>(new CTovaValue(number));
   } else {
     unsigned long long number = 0;
     if (std::from_chars(first, last, number).ptr == last && !word.empty()) {
@@ -326,7 +341,8 @@ TOVSmrPtr<ITovaInstanceName> parseObjectPath(std::string_view text) {
   }
   TOVSmrPtr<ITovaNameSpacePath> path;
   if (!host.empty() || !nameSpace.empty()) {
-    path = TOVSmrPtr<ITovaNameSpacePath>(new CTovaNameSpacePath(TOVString(host), TOVString(nameSpace)));
+    path = TOVSmrPtr<ITovaNameSpacePath>(
+        new CTovaNameSpacePath(TOVString(host), TOVString(nameSpace)));
   }
   return TOVSmrPtr<ITovaInstanceName>(new CTovaInstanceName(className, keys, path));
 }

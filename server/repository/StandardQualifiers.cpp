@@ -2,10 +2,12 @@
 
 #include <stdexcept>
 #include <string>
+#include <unordered_map>
 
 #include "server/repository/ClassBuilder.h"
 #include "server/repository/MofLexer.h"
 #include "server/repository/MofParser.h"
+#include "server/repository/Names.h"
 
 namespace kest::repository {
 
@@ -96,16 +98,19 @@ Qualifier UnsupportedValues : string[], Scope(property), Flavor(DisableOverride,
 // Classes are never compiled here; a report is a fault in the text above.
 class StandardContext : public BuildContext {
  public:
-  std::shared_ptr<const ClassDefinition> findClass(const TOVString&, const TOVString&) const override {
+  std::shared_ptr<const ClassDefinition> findClass(const TOVString&,
+                                                   const TOVString&) const override {
     return nullptr;
   }
-  std::optional<QualifierDeclaration> findQualifierDeclaration(const TOVString&, const TOVString&) const override {
+  std::optional<QualifierDeclaration> findQualifierDeclaration(const TOVString&,
+                                                               const TOVString&) const override {
     return std::nullopt;
   }
   void report(Severity, const SourceLocation& location, const std::string& message) override {
     throw std::logic_error("standard qualifiers: " + location.toString() + ": " + message);
   }
-  void requireClass(const TOVString&, const TOVString&, const SourceLocation&, const std::string&) override {}
+  void requireClass(const TOVString&, const TOVString&, const SourceLocation&,
+                    const std::string&) override {}
 };
 
 std::vector<QualifierDeclaration> compileStandardQualifiers() {
@@ -114,7 +119,8 @@ std::vector<QualifierDeclaration> compileStandardQualifiers() {
   MofParser parser(lexer);
   std::vector<QualifierDeclaration> declarations;
   while (std::optional<Production> production = parser.next()) {
-    declarations.push_back(*buildQualifierDeclaration(context, std::get<QualifierDeclarationSyntax>(*production)));
+    declarations.push_back(
+        *buildQualifierDeclaration(context, std::get<QualifierDeclarationSyntax>(*production)));
     declarations.back().location = SourceLocation();
   }
   return declarations;
@@ -128,10 +134,15 @@ const std::vector<QualifierDeclaration>& standardQualifierDeclarations() {
 }
 
 const QualifierDeclaration* findStandardQualifierDeclaration(const TOVString& name) {
-  for (const QualifierDeclaration& declaration : standardQualifierDeclarations()) {
-    if (declaration.name.compareTo(name, 0) == 0) return &declaration;
-  }
-  return nullptr;
+  static const std::unordered_map<std::string, const QualifierDeclaration*> index = [] {
+    std::unordered_map<std::string, const QualifierDeclaration*> byName;
+    for (const QualifierDeclaration& declaration : standardQualifierDeclarations()) {
+      byName.emplace(foldName(declaration.name), &declaration);
+    }
+    return byName;
+  }();
+  const auto found = index.find(foldName(name));
+  return found == index.end() ? nullptr : found->second;
 }
 
 }  // namespace kest::repository

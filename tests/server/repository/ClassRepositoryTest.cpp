@@ -145,7 +145,8 @@ TEST_F(ClassRepositoryTest, GetClassPropertyListSelectsPropertiesIgnoringCase) {
   EXPECT_TRUE(repository.getClass("root/cimv2", "CIM_Disk", options)->properties.empty());
   options.localOnly = true;
   options.propertyList = std::vector<TOVString>{"Id", "Size"};
-  EXPECT_EQ(propertyNames(*repository.getClass("root/cimv2", "CIM_Disk", options)), std::vector<std::string>{"Size"});
+  EXPECT_EQ(propertyNames(*repository.getClass("root/cimv2", "CIM_Disk", options)),
+            std::vector<std::string>{"Size"});
 }
 
 TEST_F(ClassRepositoryTest, GetClassOfAnUnknownClassGivesNothing) {
@@ -154,12 +155,15 @@ TEST_F(ClassRepositoryTest, GetClassOfAnUnknownClassGivesNothing) {
 }
 
 TEST_F(ClassRepositoryTest, EnumerateClassesFollowsDefinitionOrder) {
-  EXPECT_EQ(enumerated("", true), (std::vector<std::string>{"CIM_Element", "CIM_Device", "CIM_Service", "CIM_Disk",
-                                                            "CIM_Other", "CIM_Tape", "CIM_Uses"}));
-  EXPECT_EQ(enumerated("", false), (std::vector<std::string>{"CIM_Element", "CIM_Other", "CIM_Uses"}));
+  EXPECT_EQ(enumerated("", true),
+            (std::vector<std::string>{"CIM_Element", "CIM_Device", "CIM_Service", "CIM_Disk",
+                                      "CIM_Other", "CIM_Tape", "CIM_Uses"}));
+  EXPECT_EQ(enumerated("", false),
+            (std::vector<std::string>{"CIM_Element", "CIM_Other", "CIM_Uses"}));
   EXPECT_EQ(enumerated("cim_element", true),
             (std::vector<std::string>{"CIM_Device", "CIM_Service", "CIM_Disk", "CIM_Tape"}));
-  EXPECT_EQ(enumerated("CIM_Element", false), (std::vector<std::string>{"CIM_Device", "CIM_Service"}));
+  EXPECT_EQ(enumerated("CIM_Element", false),
+            (std::vector<std::string>{"CIM_Device", "CIM_Service"}));
   EXPECT_EQ(enumerated("CIM_Device", false), (std::vector<std::string>{"CIM_Disk", "CIM_Tape"}));
   EXPECT_EQ(enumerated("CIM_Disk", true), std::vector<std::string>{});
   EXPECT_EQ(enumerated("CIM_Nothing", true), std::vector<std::string>{"<none>"});
@@ -169,7 +173,8 @@ TEST_F(ClassRepositoryTest, EnumerateClassesFollowsDefinitionOrder) {
 TEST_F(ClassRepositoryTest, EnumerateClassNamesGivesTheSameClasses) {
   const auto deep = repository.enumerateClassNames("root/cimv2", "CIM_Element", true);
   ASSERT_TRUE(deep);
-  EXPECT_EQ(namesOf(*deep), (std::vector<std::string>{"CIM_Device", "CIM_Service", "CIM_Disk", "CIM_Tape"}));
+  EXPECT_EQ(namesOf(*deep),
+            (std::vector<std::string>{"CIM_Device", "CIM_Service", "CIM_Disk", "CIM_Tape"}));
   EXPECT_EQ(namesOf(*repository.enumerateClassNames("root/cimv2", "", false)),
             (std::vector<std::string>{"CIM_Element", "CIM_Other", "CIM_Uses"}));
   EXPECT_FALSE(repository.enumerateClassNames("root/cimv2", "CIM_Nothing", false));
@@ -226,14 +231,19 @@ TEST_F(ClassRepositoryTest, CyclicDeclarationsEndTheWalks) {
 TEST_F(ClassRepositoryTest, NamespacesKeepTheirFirstSpellingAndOrder) {
   repository.addNameSpace("root/Interop");
   repository.addNameSpace("ROOT/INTEROP");
-  EXPECT_EQ(namesOf(repository.nameSpaces()), (std::vector<std::string>{"root/cimv2", "root/Interop"}));
+  EXPECT_EQ(namesOf(repository.nameSpaces()),
+            (std::vector<std::string>{"root/cimv2", "root/Interop"}));
   EXPECT_TRUE(repository.hasNameSpace("root/interop"));
-  EXPECT_EQ(namesOf(*repository.enumerateClassNames("root/interop", "", true)), std::vector<std::string>{});
+  EXPECT_EQ(namesOf(*repository.enumerateClassNames("root/interop", "", true)),
+            std::vector<std::string>{});
 }
 
 TEST_F(ClassRepositoryTest, QualifierDeclarationsOfANamespace) {
-  const auto result = MofCompiler(repository).compileText(
-      "q.mof", "Qualifier Colour : string, Scope(any);\nQualifier Units : string, Scope(property);");
+  const auto result =
+      MofCompiler(repository)
+          .compileText(
+              "q.mof",
+              "Qualifier Colour : string, Scope(any);\nQualifier Units : string, Scope(property);");
   ASSERT_TRUE(result.succeeded());
   const auto declarations = repository.qualifierDeclarations("root/cimv2");
   ASSERT_EQ(declarations.size(), standardQualifierDeclarations().size() + 1);
@@ -243,7 +253,8 @@ TEST_F(ClassRepositoryTest, QualifierDeclarationsOfANamespace) {
       EXPECT_TRUE(declaration.location.isKnown());
     }
   }
-  EXPECT_EQ(repository.qualifierDeclarations("root/none").size(), standardQualifierDeclarations().size());
+  EXPECT_EQ(repository.qualifierDeclarations("root/none").size(),
+            standardQualifierDeclarations().size());
   EXPECT_FALSE(repository.findQualifierDeclaration("root/cimv2", "NoSuchQualifier"));
 }
 

@@ -11,8 +11,8 @@ using kest::repository::ClassPointer;
 using kest::repository::Method;
 using kest::repository::Property;
 using kest::repository::Qualifier;
-using kest::testing::compileMof;
 using kest::testing::Compiled;
+using kest::testing::compileMof;
 using kest::testing::diagnosticsOf;
 
 namespace {
@@ -25,7 +25,8 @@ std::vector<std::string> propertyNames(const ClassPointer& cls) {
 
 std::vector<std::string> qualifierNames(const kest::repository::QualifierList& qualifiers) {
   std::vector<std::string> names;
-  for (const Qualifier& qualifier : qualifiers.items()) names.push_back(qualifier.name.toStdString());
+  for (const Qualifier& qualifier : qualifiers.items())
+    names.push_back(qualifier.name.toStdString());
   return names;
 }
 
@@ -51,7 +52,8 @@ const char* const kHierarchy = R"(
 TEST(ClassResolutionTest, PropertiesAreInheritedInSuperclassOrderThenLocalOnes) {
   const Compiled compiled = compileMof(kHierarchy);
   ASSERT_TRUE(compiled.result.succeeded()) << compiled.messages()[0];
-  EXPECT_EQ(propertyNames(compiled.cls("CIM_Disk")), (std::vector<std::string>{"Id", "Caption", "Size", "Removable"}));
+  EXPECT_EQ(propertyNames(compiled.cls("CIM_Disk")),
+            (std::vector<std::string>{"Id", "Caption", "Size", "Removable"}));
   EXPECT_EQ(compiled.cls("cim_disk")->superClassName, "CIM_Device");
   EXPECT_EQ(compiled.cls("CIM_Element")->superClassName, "");
 }
@@ -85,7 +87,8 @@ TEST(ClassResolutionTest, ClassOriginAndPropagatedFollowTheDefiningClass) {
 
 TEST(ClassResolutionTest, DefaultsAreInheritedUnlessOverridden) {
   const Compiled compiled = compileMof(kHierarchy);
-  EXPECT_EQ(compiled.cls("CIM_Device")->findProperty("Caption")->defaultValue->getAsString(), "none");
+  EXPECT_EQ(compiled.cls("CIM_Device")->findProperty("Caption")->defaultValue->getAsString(),
+            "none");
   EXPECT_FALSE(compiled.cls("CIM_Device")->findProperty("Size")->defaultValue);
   EXPECT_EQ(compiled.cls("CIM_Disk")->findProperty("Size")->defaultValue->toString(), "512");
 }
@@ -98,7 +101,8 @@ TEST(ClassResolutionTest, QualifiersPropagatePerTheirFlavors) {
   EXPECT_TRUE(element->abstract);
   // Abstract and Version are Restricted; Description propagates (ToSubclass)
   // and the subclass's own value replaces it in place.
-  EXPECT_EQ(qualifierNames(element->qualifiers), (std::vector<std::string>{"Abstract", "Description", "Version"}));
+  EXPECT_EQ(qualifierNames(element->qualifiers),
+            (std::vector<std::string>{"Abstract", "Description", "Version"}));
   EXPECT_EQ(qualifierNames(device->qualifiers), (std::vector<std::string>{"Description"}));
   EXPECT_FALSE(device->abstract);
   EXPECT_FALSE(device->qualifiers.find("Description")->propagated);
@@ -109,7 +113,8 @@ TEST(ClassResolutionTest, QualifiersPropagatePerTheirFlavors) {
   // Property qualifiers: inherited ones marked propagated, overridden ones
   // replaced, Override (Restricted) not passed on.
   const Property* caption = device->findProperty("Caption");
-  EXPECT_EQ(qualifierNames(caption->qualifiers), (std::vector<std::string>{"Description", "MaxLen", "Override"}));
+  EXPECT_EQ(qualifierNames(caption->qualifiers),
+            (std::vector<std::string>{"Description", "MaxLen", "Override"}));
   EXPECT_TRUE(caption->qualifiers.find("Description")->propagated);
   EXPECT_FALSE(caption->qualifiers.find("MaxLen")->propagated);
   EXPECT_EQ(caption->qualifiers.find("MaxLen")->value->toString(), "32");
@@ -161,7 +166,8 @@ TEST(ClassResolutionTest, EveryParameterForm) {
   EXPECT_TRUE(doIt->findParameter("Plain")->in);
   EXPECT_EQ(doIt->findParameter("Plain")->defaultValue->toString(), "-1");
   EXPECT_TRUE(compiled.cls("CIM_Foo")->findMethod("NoParameters")->parameters.empty());
-  EXPECT_EQ(compiled.cls("CIM_Foo")->findMethod("NoParameters")->returnType.code, CimTypeCode::String);
+  EXPECT_EQ(compiled.cls("CIM_Foo")->findMethod("NoParameters")->returnType.code,
+            CimTypeCode::String);
 }
 
 TEST(ClassResolutionTest, AssociationsAndIndicationsAreInherited) {
@@ -184,14 +190,16 @@ TEST(ClassResolutionTest, AssociationsAndIndicationsAreInherited) {
 }
 
 TEST(ClassResolutionTest, RedefinitionWithoutOverrideWarnsAndOverrides) {
-  const Compiled compiled = compileMof("class A { string P; uint8 M(); };\nclass B : A { string P = \"x\"; uint8 M(); };");
+  const Compiled compiled = compileMof(
+      "class A { string P; uint8 M(); };\nclass B : A { string P = \"x\"; uint8 M(); };");
   ASSERT_TRUE(compiled.result.succeeded());
   EXPECT_EQ(compiled.messages(),
-            (std::vector<std::string>{
-                "test.mof:2:22: warning: property 'B.P' redefines the element inherited from 'A' without the "
-                "Override qualifier",
-                "test.mof:2:37: warning: method 'B.M' redefines the element inherited from 'A' without the "
-                "Override qualifier"}));
+            (std::vector<std::string>{"test.mof:2:22: warning: property 'B.P' redefines the "
+                                      "element inherited from 'A' without the "
+                                      "Override qualifier",
+                                      "test.mof:2:37: warning: method 'B.M' redefines the element "
+                                      "inherited from 'A' without the "
+                                      "Override qualifier"}));
   EXPECT_EQ(compiled.cls("B")->findProperty("P")->classOrigin, "B");
   EXPECT_EQ(compiled.cls("B")->properties.size(), 1u);
 }
@@ -205,17 +213,23 @@ TEST(ClassResolutionTest, ClassChecksAreCompileErrors) {
   const std::vector<ClassErrorCase> cases = {
       {"class B : A {};", {"test.mof:1:11: unknown superclass 'A' of class 'B'"}},
       {"class A {};\nclass a {};", {"test.mof:2:7: class 'a' is already defined at test.mof:1:7"}},
-      {"class A { CIM_Nowhere REF R; };", {"test.mof:1:11: unknown class 'CIM_Nowhere' in reference 'A.R'"}},
+      {"class A { CIM_Nowhere REF R; };",
+       {"test.mof:1:11: unknown class 'CIM_Nowhere' in reference 'A.R'"}},
       {"class A { uint8 M(CIM_Nowhere REF R[]); };",
        {"test.mof:1:19: unknown class 'CIM_Nowhere' in parameter 'R' of method 'A.M'"}},
-      {"class A { string P; uint8 p; };", {"test.mof:1:27: property 'p' is declared twice in class 'A'"}},
-      {"class A { uint8 M(); uint8 m(); };", {"test.mof:1:28: method 'm' is declared twice in class 'A'"}},
-      {"class A { uint8 M(string a, uint8 A); };", {"test.mof:1:35: parameter 'A' is declared twice in method 'A.M'"}},
-      {"class A { string N; uint8 n(); };", {"test.mof:1:27: 'n' is both a property and a method of class 'A'"}},
+      {"class A { string P; uint8 p; };",
+       {"test.mof:1:27: property 'p' is declared twice in class 'A'"}},
+      {"class A { uint8 M(); uint8 m(); };",
+       {"test.mof:1:28: method 'm' is declared twice in class 'A'"}},
+      {"class A { uint8 M(string a, uint8 A); };",
+       {"test.mof:1:35: parameter 'A' is declared twice in method 'A.M'"}},
+      {"class A { string N; uint8 n(); };",
+       {"test.mof:1:27: 'n' is both a property and a method of class 'A'"}},
       {"class A { uint8 N(); };\nclass B : A { string n; };",
        {"test.mof:2:22: 'N' is both a property and a method of class 'B'"}},
       {"class A { [Override(\"P\")] string P; };",
-       {"test.mof:1:34: property 'A.P' overrides nothing: no superclass of 'A' has a property 'P'"}},
+       {"test.mof:1:34: property 'A.P' overrides nothing: no superclass of 'A' has a property "
+        "'P'"}},
       {"class A {};\nclass B : A { [Override(\"M\")] uint8 M(); };",
        {"test.mof:2:37: method 'B.M' overrides nothing: no superclass of 'B' has a method 'M'"}},
       {"class A { string P; };\nclass B : A { [Override(\"Q\")] string P; };",
@@ -225,28 +239,38 @@ TEST(ClassResolutionTest, ClassChecksAreCompileErrors) {
       {"class A { string P[]; };\nclass B : A { [Override(\"P\")] string P; };",
        {"test.mof:2:31: property 'B.P' overrides an element of type string[] with type string"}},
       {"class A { uint8 M(string S); };\nclass B : A { [Override(\"M\")] uint8 M(uint8 S); };",
-       {"test.mof:2:37: method 'B.M' must keep the return type and parameters of the method it overrides"}},
+       {"test.mof:2:37: method 'B.M' must keep the return type and parameters of the method it "
+        "overrides"}},
       {"class A { uint8 M(); };\nclass B : A { [Override(\"M\")] uint16 M(); };",
-       {"test.mof:2:38: method 'B.M' must keep the return type and parameters of the method it overrides"}},
+       {"test.mof:2:38: method 'B.M' must keep the return type and parameters of the method it "
+        "overrides"}},
       {"class X {}; class Y {};\n[Association] class A { [Key] X REF L; [Key] X REF R; };\n"
        "class B : A { [Override(\"L\")] Y REF L; };",
-       {"test.mof:3:31: reference 'B.L' overrides a reference to 'X' with one to 'Y', which is not its subclass"}},
+       {"test.mof:3:31: reference 'B.L' overrides a reference to 'X' with one to 'Y', which is not "
+        "its subclass"}},
       {"class A { [Key] string K; };\nclass B : A { [Key] string Extra; };",
-       {"test.mof:2:28: class 'B' cannot add key property 'Extra': its superclass 'A' already has keys"}},
+       {"test.mof:2:28: class 'B' cannot add key property 'Extra': its superclass 'A' already has "
+        "keys"}},
       {"class A { [Key] string K; };\nclass B : A { [Override(\"K\"), Key(false)] string K; };",
-       {"test.mof:2:31: qualifier 'Key' of property 'B.K' cannot change the value it inherits: it is "
+       {"test.mof:2:31: qualifier 'Key' of property 'B.K' cannot change the value it inherits: it "
+        "is "
         "DisableOverride"}},
       {"class A { [Key] string K; string P; };\nclass B : A { [Override(\"P\"), Key] string P; };",
-       {"test.mof:2:31: qualifier 'Key' of property 'B.P' cannot change the value it inherits: it is "
+       {"test.mof:2:31: qualifier 'Key' of property 'B.P' cannot change the value it inherits: it "
+        "is "
         "DisableOverride"}},
       {"class A { string P; };\nclass B : A { [Override(\"P\"), Key] string P; };",
-       {"test.mof:2:31: qualifier 'Key' of property 'B.P' cannot change the value it inherits: it is "
+       {"test.mof:2:31: qualifier 'Key' of property 'B.P' cannot change the value it inherits: it "
+        "is "
         "DisableOverride"}},
-      {"class A { uint8 M([In] string S); };\nclass B : A { [Override(\"M\")] uint8 M([In, Out] string S); };",
-       {"test.mof:2:44: qualifier 'Out' of parameter 'S' of method 'B.M' cannot change the value it inherits: it "
+      {"class A { uint8 M([In] string S); };\nclass B : A { [Override(\"M\")] uint8 M([In, Out] "
+       "string S); };",
+       {"test.mof:2:44: qualifier 'Out' of parameter 'S' of method 'B.M' cannot change the value "
+        "it inherits: it "
         "is DisableOverride"}},
       {"class A {};\n[Association] class B : A {};",
-       {"test.mof:2:2: qualifier 'Association' of class 'B' cannot change the value it inherits: it is "
+       {"test.mof:2:2: qualifier 'Association' of class 'B' cannot change the value it inherits: "
+        "it is "
         "DisableOverride"}},
       {"class A { [Key] string K[]; };", {"test.mof:1:24: key property 'A.K' cannot be an array"}},
       {"class X {};\n[Association] class A { [Key] X REF Only; };",
@@ -260,7 +284,8 @@ TEST(ClassResolutionTest, ClassChecksAreCompileErrors) {
 
 TEST(ClassResolutionTest, KeysMayBeRestatedInSubclasses) {
   const Compiled compiled = compileMof(
-      "class A { [Key] string K; };\nclass B : A { [Override(\"K\"), Key, Description(\"again\")] string K; };\n"
+      "class A { [Key] string K; };\nclass B : A { [Override(\"K\"), Key, Description(\"again\")] "
+      "string K; };\n"
       "class C { string P; };\nclass D : C { [Key] string K; };");
   EXPECT_TRUE(compiled.result.succeeded()) << compiled.messages()[0];
   EXPECT_TRUE(compiled.cls("B")->findProperty("K")->key);

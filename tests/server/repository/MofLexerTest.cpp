@@ -103,8 +103,9 @@ TEST(MofLexerTest, ReadsEveryIntegerForm) {
 }
 
 TEST(MofLexerTest, ReadsReals) {
-  const std::vector<std::pair<const char*, double>> cases = {
-      {"1.5", 1.5}, {"-0.25", -0.25}, {".5", 0.5}, {"+2.0e3", 2000.0}, {"1.0E-2", 0.01}, {"3e2", 300.0}};
+  const std::vector<std::pair<const char*, double>> cases = {{"1.5", 1.5},     {"-0.25", -0.25},
+                                                             {".5", 0.5},      {"+2.0e3", 2000.0},
+                                                             {"1.0E-2", 0.01}, {"3e2", 300.0}};
   for (const auto& [text, value] : cases) {
     SCOPED_TRACE(text);
     const std::vector<Token> tokens = tokensOf(text);
@@ -115,8 +116,7 @@ TEST(MofLexerTest, ReadsReals) {
 }
 
 TEST(MofLexerTest, DecodesEveryStringEscape) {
-  const std::vector<Token> tokens =
-      tokensOf(R"("\b\t\n\f\r\"\'\\" "\x41\X42\x263A\x7" "plain")");
+  const std::vector<Token> tokens = tokensOf(R"("\b\t\n\f\r\"\'\\" "\x41\X42\x263A\x7" "plain")");
   ASSERT_EQ(tokens.size(), 3u);
   EXPECT_EQ(tokens[0].text, "\b\t\n\f\r\"'\\");
   EXPECT_EQ(tokens[1].text, "AB\xE2\x98\xBA\x07");
@@ -174,14 +174,20 @@ TEST(MofLexerTest, MalformedTextIsReportedWhereItStarts) {
 TEST(MofLexerTest, DecodeDropsTheUtf8ByteOrderMark) {
   std::string text;
   std::string error;
-  ASSERT_TRUE(decodeMofSource("\xEF\xBB\xBF" "class", text, error));
+  ASSERT_TRUE(
+      decodeMofSource("\xEF\xBB\xBF"
+                      "class",
+                      text, error));
   EXPECT_EQ(text, "class");
 }
 
 TEST(MofLexerTest, DecodeConvertsUtf16InBothByteOrders) {
   std::string text;
   std::string error;
-  ASSERT_TRUE(decodeMofSource(std::string("\xFF\xFE" "a\0\xE9\0=\xD8\x00\xDE", 10), text, error));
+  ASSERT_TRUE(decodeMofSource(std::string("\xFF\xFE"
+                                          "a\0\xE9\0=\xD8\x00\xDE",
+                                          10),
+                              text, error));
   EXPECT_EQ(text, "a\xC3\xA9\xF0\x9F\x98\x80");
   ASSERT_TRUE(decodeMofSource(std::string("\xFE\xFF\0a\0b", 6), text, error));
   EXPECT_EQ(text, "ab");
@@ -190,11 +196,17 @@ TEST(MofLexerTest, DecodeConvertsUtf16InBothByteOrders) {
 TEST(MofLexerTest, DecodeRefusesMalformedUtf16) {
   std::string text;
   std::string error;
-  EXPECT_FALSE(decodeMofSource(std::string("\xFF\xFE" "a", 3), text, error));
+  EXPECT_FALSE(decodeMofSource(std::string("\xFF\xFE"
+                                           "a",
+                                           3),
+                               text, error));
   EXPECT_EQ(error, "UTF-16 text has an odd number of bytes");
   EXPECT_FALSE(decodeMofSource(std::string("\xFF\xFE\x00\xDC", 4), text, error));
   EXPECT_EQ(error, "UTF-16 text holds an unpaired surrogate");
-  EXPECT_FALSE(decodeMofSource(std::string("\xFF\xFE\x3D\xD8" "a\0", 6), text, error));
+  EXPECT_FALSE(decodeMofSource(std::string("\xFF\xFE\x3D\xD8"
+                                           "a\0",
+                                           6),
+                               text, error));
   EXPECT_EQ(error, "UTF-16 text holds an unpaired surrogate");
 }
 

@@ -64,7 +64,8 @@ TEST(MofParserTest, ReadsAClassWithItsFeaturesInOrder) {
 
 TEST(MofParserTest, ReadsQualifierDeclarationsInBothForms) {
   const std::vector<Production> productions = parseAll(
-      "Qualifier A : string[] = {\"x\"}, Scope(property, method), Flavor(Restricted, Translatable);\n"
+      "Qualifier A : string[] = {\"x\"}, Scope(property, method), Flavor(Restricted, "
+      "Translatable);\n"
       "qualifier B : uint32 Scope(any) Policy(DisableOverride);\n"
       "QUALIFIER C : boolean, SCOPE(Class);");
   ASSERT_EQ(productions.size(), 3u);
@@ -79,7 +80,8 @@ TEST(MofParserTest, ReadsQualifierDeclarationsInBothForms) {
 }
 
 TEST(MofParserTest, ReadsPragmasWithConcatenatedValues) {
-  const std::vector<Production> productions = parseAll("#pragma include (\"a/\" \"b.mof\")\n#  PRAGMA locale(\"en\")");
+  const std::vector<Production> productions =
+      parseAll("#pragma include (\"a/\" \"b.mof\")\n#  PRAGMA locale(\"en\")");
   ASSERT_EQ(productions.size(), 2u);
   EXPECT_EQ(std::get<PragmaSyntax>(productions[0]).value, "a/b.mof");
   EXPECT_EQ(std::get<PragmaSyntax>(productions[1]).name, "locale");
@@ -87,7 +89,8 @@ TEST(MofParserTest, ReadsPragmasWithConcatenatedValues) {
 
 TEST(MofParserTest, ReadsQualifierValuesInEveryForm) {
   const std::vector<Production> productions = parseAll(
-      "[A, B(NULL), C(-3), D{\"x\", \"y\"}, E('c'), F(1.5) : DisableOverride Restricted, G(true), H($a)] "
+      "[A, B(NULL), C(-3), D{\"x\", \"y\"}, E('c'), F(1.5) : DisableOverride Restricted, G(true), "
+      "H($a)] "
       "class X {};");
   const auto& qualifiers = std::get<ClassSyntax>(productions[0]).qualifiers;
   ASSERT_EQ(qualifiers.size(), 8u);
@@ -140,24 +143,31 @@ TEST(MofParserTest, SyntaxErrorsNameTheExpectedToken) {
       {"[] class A {};", "test.mof:1:2: expected qualifier name"},
       {"[Description(\"x\" class A {};", "test.mof:1:18: expected ')' after qualifier value"},
       {"[Key : ] class A {};", "test.mof:1:8: expected a flavor after ':'"},
-      {"[Key] qualifier X : boolean;", "test.mof:1:7: expected 'class' or 'instance' after qualifier list"},
-      {"string x;", "test.mof:1:1: expected a class, qualifier or instance declaration or a pragma"},
+      {"[Key] qualifier X : boolean;",
+       "test.mof:1:7: expected 'class' or 'instance' after qualifier list"},
+      {"string x;",
+       "test.mof:1:1: expected a class, qualifier or instance declaration or a pragma"},
       {"};", "test.mof:1:1: expected a class, qualifier or instance declaration or a pragma"},
       {"Qualifier : boolean, Scope(any);", "test.mof:1:11: expected qualifier name"},
       {"Qualifier Q boolean, Scope(any);", "test.mof:1:13: expected ':' after qualifier name"},
       {"Qualifier Q : ;", "test.mof:1:15: expected a data type for qualifier 'Q'"},
       {"Qualifier Q : CIM_Foo REF, Scope(any);", "test.mof:1:15: unknown data type 'CIM_Foo'"},
       {"Qualifier Q : object, Scope(any);", "test.mof:1:15: a qualifier cannot be of type object"},
-      {"Qualifier Q : boolean;", "test.mof:1:22: expected 'Scope' in the declaration of qualifier 'Q'"},
+      {"Qualifier Q : boolean;",
+       "test.mof:1:22: expected 'Scope' in the declaration of qualifier 'Q'"},
       {"Qualifier Q : boolean, Scope any;", "test.mof:1:30: expected '(' after 'Scope'"},
       {"Qualifier Q : boolean, Scope(anything);", "test.mof:1:30: unknown scope 'anything'"},
-      {"Qualifier Q : boolean, Scope(class property);", "test.mof:1:36: expected ',' or ')' in scope list"},
+      {"Qualifier Q : boolean, Scope(class property);",
+       "test.mof:1:36: expected ',' or ')' in scope list"},
       {"Qualifier Q : boolean, Scope();", "test.mof:1:30: expected a scope name"},
       {"Qualifier Q : boolean, Scope(any), ;", "test.mof:1:36: expected 'Flavor' after ','"},
-      {"Qualifier Q : boolean, Scope(any), Flavor(Sticky);", "test.mof:1:43: unknown flavor 'Sticky'"},
+      {"Qualifier Q : boolean, Scope(any), Flavor(Sticky);",
+       "test.mof:1:43: unknown flavor 'Sticky'"},
       {"Qualifier Q : boolean, Scope(any), Flavor();", "test.mof:1:43: expected a flavor name"},
-      {"Qualifier Q : boolean, Scope(any), Flavor(Restricted;", "test.mof:1:53: expected ',' or ')' in flavor list"},
-      {"Qualifier Q : boolean, Scope(any)", "test.mof:1:34: expected ';' after qualifier declaration"},
+      {"Qualifier Q : boolean, Scope(any), Flavor(Restricted;",
+       "test.mof:1:53: expected ',' or ')' in flavor list"},
+      {"Qualifier Q : boolean, Scope(any)",
+       "test.mof:1:34: expected ';' after qualifier declaration"},
       {"#include \"x.mof\"", "test.mof:1:2: expected 'pragma' after '#'"},
       {"#pragma (\"x\")", "test.mof:1:9: expected pragma name"},
       {"#pragma include \"x\"", "test.mof:1:17: expected '(' after pragma name"},

@@ -21,14 +21,16 @@ namespace kest::testing {
 // Every diagnostic of result as Diagnostic::toString() gives it.
 inline std::vector<std::string> messagesOf(const repository::CompileResult& result) {
   std::vector<std::string> messages;
-  for (const repository::Diagnostic& diagnostic : result.diagnostics) messages.push_back(diagnostic.toString());
+  for (const repository::Diagnostic& diagnostic : result.diagnostics)
+    messages.push_back(diagnostic.toString());
   return messages;
 }
 
 // A repository and the result of compiling MOF text (named "test.mof") into
 // it.
 struct Compiled {
-  std::unique_ptr<repository::ClassRepository> repository = std::make_unique<repository::ClassRepository>();
+  std::unique_ptr<repository::ClassRepository> repository =
+      std::make_unique<repository::ClassRepository>();
   repository::CompileResult result;
 
   std::vector<std::string> messages() const { return messagesOf(result); }
@@ -44,7 +46,9 @@ inline Compiled compileMof(std::string_view text, const char* sourceName = "test
 }
 
 // The messages of compiling text (for tests that expect failures).
-inline std::vector<std::string> diagnosticsOf(std::string_view text) { return compileMof(text).messages(); }
+inline std::vector<std::string> diagnosticsOf(std::string_view text) {
+  return compileMof(text).messages();
+}
 
 // A fresh directory under the system's temporary directory, removed with
 // everything in it when the object is destroyed.

@@ -13,8 +13,8 @@ using kest::repository::DataType;
 using kest::repository::isValidDateTime;
 using kest::repository::parseObjectPath;
 using kest::repository::Property;
-using kest::testing::compileMof;
 using kest::testing::Compiled;
+using kest::testing::compileMof;
 using kest::testing::diagnosticsOf;
 
 namespace {
@@ -45,9 +45,12 @@ TEST(MofValuesTest, EveryCimTypeKeepsItsTypeAndDefault) {
       {"char16 P = 'x'", CimTypeCode::Char16, "x"},
       {"char16 P = 65", CimTypeCode::Char16, "A"},
       {"string P = \"a\\\"b\" \"c\"", CimTypeCode::String, "a\"bc"},
-      {"datetime P = \"20261121123000.000000+060\"", CimTypeCode::DateTime, "20261121123000.000000+060"},
-      {"datetime P = \"00000001020304.000000:000\"", CimTypeCode::DateTime, "00000001020304.000000:000"},
-      {"datetime P = \"2026112112****.******+000\"", CimTypeCode::DateTime, "2026112112****.******+000"},
+      {"datetime P = \"20261121123000.000000+060\"", CimTypeCode::DateTime,
+       "20261121123000.000000+060"},
+      {"datetime P = \"00000001020304.000000:000\"", CimTypeCode::DateTime,
+       "00000001020304.000000:000"},
+      {"datetime P = \"2026112112****.******+000\"", CimTypeCode::DateTime,
+       "2026112112****.******+000"},
   };
   for (const TypeCase& c : cases) {
     SCOPED_TRACE(c.declaration);
@@ -66,7 +69,8 @@ TEST(MofValuesTest, EveryCimTypeKeepsItsTypeAndDefault) {
 TEST(MofValuesTest, PropertiesWithoutDefaultHaveNone) {
   const Compiled compiled = compileMof("class T { string S; object O; uint32 A[]; };");
   ASSERT_TRUE(compiled.result.succeeded());
-  for (const Property& property : compiled.cls("T")->properties) EXPECT_FALSE(property.defaultValue);
+  for (const Property& property : compiled.cls("T")->properties)
+    EXPECT_FALSE(property.defaultValue);
   EXPECT_EQ(compiled.cls("T")->findProperty("O")->type.code, CimTypeCode::Object);
 }
 
@@ -96,14 +100,17 @@ TEST(MofValuesTest, ArraysKeepTheirFormAndElements) {
   EXPECT_EQ(fixed->type.arraySize, 3u);
   EXPECT_EQ(fixed->defaultValue->toString(), "{a,b}");
   EXPECT_EQ(cls->findProperty("Empty")->defaultValue->getArray()->entries(), 0u);
-  EXPECT_EQ(cls->findProperty("D")->defaultValue->getArray()->at(0)->getType()->getName(), "datetime");
+  EXPECT_EQ(cls->findProperty("D")->defaultValue->getArray()->at(0)->getType()->getName(),
+            "datetime");
   EXPECT_EQ(cls->findProperty("R")->type.toMof(), "real32[2]");
 }
 
 TEST(MofValuesTest, StringEscapesAreDecoded) {
-  const Compiled compiled = compileMof(R"(class T { string S = "tab\tnl\nq\"bs\\x\x41\X263a"; char16 C = '\x263A'; };)");
+  const Compiled compiled =
+      compileMof(R"(class T { string S = "tab\tnl\nq\"bs\\x\x41\X263a"; char16 C = '\x263A'; };)");
   ASSERT_TRUE(compiled.result.succeeded());
-  EXPECT_EQ(compiled.cls("T")->findProperty("S")->defaultValue->getAsString(), "tab\tnl\nq\"bs\\xA\xE2\x98\xBA");
+  EXPECT_EQ(compiled.cls("T")->findProperty("S")->defaultValue->getAsString(),
+            "tab\tnl\nq\"bs\\xA\xE2\x98\xBA");
   EXPECT_EQ(compiled.cls("T")->findProperty("C")->defaultValue->getAsString(), "\xE2\x98\xBA");
 }
 
@@ -129,44 +136,77 @@ struct ValueErrorCase {
 
 TEST(MofValuesTest, ValuesThatDoNotFitTheTypeAreErrors) {
   const std::vector<ValueErrorCase> cases = {
-      {"uint8 P = 256", "test.mof:1:21: default value of property 'T.P': 256 is out of range for uint8"},
-      {"uint8 P = -1", "test.mof:1:21: default value of property 'T.P': -1 is out of range for uint8"},
-      {"sint8 P = -129", "test.mof:1:21: default value of property 'T.P': -129 is out of range for sint8"},
-      {"sint8 P = 128", "test.mof:1:21: default value of property 'T.P': 128 is out of range for sint8"},
-      {"uint16 P = 0x10000", "test.mof:1:22: default value of property 'T.P': 0x10000 is out of range for uint16"},
-      {"sint16 P = 32768", "test.mof:1:22: default value of property 'T.P': 32768 is out of range for sint16"},
-      {"uint32 P = 4294967296", "test.mof:1:22: default value of property 'T.P': 4294967296 is out of range for uint32"},
-      {"sint32 P = 2147483648", "test.mof:1:22: default value of property 'T.P': 2147483648 is out of range for sint32"},
+      {"uint8 P = 256",
+       "test.mof:1:21: default value of property 'T.P': 256 is out of range for uint8"},
+      {"uint8 P = -1",
+       "test.mof:1:21: default value of property 'T.P': -1 is out of range for uint8"},
+      {"sint8 P = -129",
+       "test.mof:1:21: default value of property 'T.P': -129 is out of range for sint8"},
+      {"sint8 P = 128",
+       "test.mof:1:21: default value of property 'T.P': 128 is out of range for sint8"},
+      {"uint16 P = 0x10000",
+       "test.mof:1:22: default value of property 'T.P': 0x10000 is out of range for uint16"},
+      {"sint16 P = 32768",
+       "test.mof:1:22: default value of property 'T.P': 32768 is out of range for sint16"},
+      {"uint32 P = 4294967296",
+       "test.mof:1:22: default value of property 'T.P': 4294967296 is out of range for uint32"},
+      {"sint32 P = 2147483648",
+       "test.mof:1:22: default value of property 'T.P': 2147483648 is out of range for sint32"},
       {"sint64 P = 9223372036854775808",
-       "test.mof:1:22: default value of property 'T.P': 9223372036854775808 is out of range for sint64"},
-      {"uint64 P = -1", "test.mof:1:22: default value of property 'T.P': -1 is out of range for uint64"},
-      {"real32 P = 1.0e39", "test.mof:1:22: default value of property 'T.P': 1.0e39 is out of range for real32"},
-      {"char16 P = 65536", "test.mof:1:22: default value of property 'T.P': 65536 is out of range for char16"},
-      {"uint32 P = 1.5", "test.mof:1:22: default value of property 'T.P': expected a uint32 value, found a real number"},
-      {"uint32 P = \"7\"", "test.mof:1:22: default value of property 'T.P': expected a uint32 value, found a string"},
-      {"boolean P = 1", "test.mof:1:23: default value of property 'T.P': expected a boolean value, found an integer"},
-      {"string P = true", "test.mof:1:22: default value of property 'T.P': expected a string value, found a boolean"},
-      {"string P = 'c'", "test.mof:1:22: default value of property 'T.P': expected a string value, found a character"},
-      {"char16 P = \"c\"", "test.mof:1:22: default value of property 'T.P': expected a char16 value, found a string"},
-      {"real64 P = false", "test.mof:1:22: default value of property 'T.P': expected a real64 value, found a boolean"},
-      {"string P = $a", "test.mof:1:22: default value of property 'T.P': aliases are not supported"},
-      {"string P = {\"a\"}", "test.mof:1:22: default value of property 'T.P': expected a string value, found an array"},
-      {"string P[] = \"a\"", "test.mof:1:24: default value of property 'T.P': expected an array of string, found a string"},
+       "test.mof:1:22: default value of property 'T.P': 9223372036854775808 is out of range for "
+       "sint64"},
+      {"uint64 P = -1",
+       "test.mof:1:22: default value of property 'T.P': -1 is out of range for uint64"},
+      {"real32 P = 1.0e39",
+       "test.mof:1:22: default value of property 'T.P': 1.0e39 is out of range for real32"},
+      {"char16 P = 65536",
+       "test.mof:1:22: default value of property 'T.P': 65536 is out of range for char16"},
+      {"uint32 P = 1.5",
+       "test.mof:1:22: default value of property 'T.P': expected a uint32 value, found a real "
+       "number"},
+      {"uint32 P = \"7\"",
+       "test.mof:1:22: default value of property 'T.P': expected a uint32 value, found a string"},
+      {"boolean P = 1",
+       "test.mof:1:23: default value of property 'T.P': expected a boolean value, found an "
+       "integer"},
+      {"string P = true",
+       "test.mof:1:22: default value of property 'T.P': expected a string value, found a boolean"},
+      {"string P = 'c'",
+       "test.mof:1:22: default value of property 'T.P': expected a string value, found a "
+       "character"},
+      {"char16 P = \"c\"",
+       "test.mof:1:22: default value of property 'T.P': expected a char16 value, found a string"},
+      {"real64 P = false",
+       "test.mof:1:22: default value of property 'T.P': expected a real64 value, found a boolean"},
+      {"string P = $a",
+       "test.mof:1:22: default value of property 'T.P': aliases are not supported"},
+      {"string P = {\"a\"}",
+       "test.mof:1:22: default value of property 'T.P': expected a string value, found an array"},
+      {"string P[] = \"a\"",
+       "test.mof:1:24: default value of property 'T.P': expected an array of string, found a "
+       "string"},
       {"string P[2] = {\"a\", \"b\", \"c\"}",
-       "test.mof:1:25: default value of property 'T.P': 3 elements given for an array of at most 2"},
-      {"uint8 P[] = {1, NULL}", "test.mof:1:23: default value of property 'T.P': array elements cannot be NULL"},
-      {"uint8 P[] = {1, 300}", "test.mof:1:23: default value of property 'T.P': 300 is out of range for uint8"},
-      {"datetime P = \"2026\"", "test.mof:1:24: default value of property 'T.P': '2026' is not a valid datetime"},
+       "test.mof:1:25: default value of property 'T.P': 3 elements given for an array of at most "
+       "2"},
+      {"uint8 P[] = {1, NULL}",
+       "test.mof:1:23: default value of property 'T.P': array elements cannot be NULL"},
+      {"uint8 P[] = {1, 300}",
+       "test.mof:1:23: default value of property 'T.P': 300 is out of range for uint8"},
+      {"datetime P = \"2026\"",
+       "test.mof:1:24: default value of property 'T.P': '2026' is not a valid datetime"},
       {"datetime P = \"20261321123000.000000+000\"",
-       "test.mof:1:24: default value of property 'T.P': '20261321123000.000000+000' is not a valid datetime"},
+       "test.mof:1:24: default value of property 'T.P': '20261321123000.000000+000' is not a valid "
+       "datetime"},
       {"object P = \"x\"",
-       "test.mof:1:22: default value of property 'T.P': an embedded object cannot be given a value in MOF"},
+       "test.mof:1:22: default value of property 'T.P': an embedded object cannot be given a value "
+       "in MOF"},
       {"T REF P = \"not a path!\"",
        "test.mof:1:21: default value of reference 'T.P': 'not a path!' is not a valid object path"},
   };
   for (const ValueErrorCase& c : cases) {
     SCOPED_TRACE(c.declaration);
-    EXPECT_EQ(diagnosticsOf(std::string("class T { ") + c.declaration + "; };"), std::vector<std::string>{c.error});
+    EXPECT_EQ(diagnosticsOf(std::string("class T { ") + c.declaration + "; };"),
+              std::vector<std::string>{c.error});
   }
 }
 
@@ -191,11 +231,14 @@ TEST(MofValuesTest, DateTimeValidation) {
 TEST(MofValuesTest, ObjectPathForms) {
   EXPECT_EQ(parseObjectPath("CIM_Foo")->toString(), "cim_foo");
   EXPECT_FALSE(parseObjectPath("CIM_Foo")->getNameSpacePath());
-  EXPECT_EQ(parseObjectPath("root/cimv2:CIM_Foo.B=true,I=-3,R=1.5")->toString(), "cim_foo.b=true,i=-3,r=1.5");
-  EXPECT_EQ(parseObjectPath("root/cimv2:CIM_Foo.K=1")->getNameSpacePath()->getNameSpace(), "root/cimv2");
+  EXPECT_EQ(parseObjectPath("root/cimv2:CIM_Foo.B=true,I=-3,R=1.5")->toString(),
+            "cim_foo.b=true,i=-3,r=1.5");
+  EXPECT_EQ(parseObjectPath("root/cimv2:CIM_Foo.K=1")->getNameSpacePath()->getNameSpace(),
+            "root/cimv2");
   EXPECT_EQ(parseObjectPath("CIM_Foo.K=\"a:b.c\"")->toString(), "cim_foo.k=\"a:b.c\"");
-  for (const char* bad : {"", ".K=1", "CIM_Foo.", "CIM_Foo.K", "CIM_Foo.K=", "CIM_Foo.K=\"open", "CIM_Foo.K=x",
-                          "CIM_Foo K=1", "//host", "///x:C", ":CIM_Foo", "CIM_Foo.K=1,"}) {
+  for (const char* bad :
+       {"", ".K=1", "CIM_Foo.", "CIM_Foo.K", "CIM_Foo.K=", "CIM_Foo.K=\"open", "CIM_Foo.K=x",
+        "CIM_Foo K=1", "//host", "///x:C", ":CIM_Foo", "CIM_Foo.K=1,"}) {
     SCOPED_TRACE(bad);
     EXPECT_FALSE(parseObjectPath(bad));
   }

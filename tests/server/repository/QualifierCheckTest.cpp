@@ -18,8 +18,8 @@ using kest::repository::ScopeParameter;
 using kest::repository::ScopeProperty;
 using kest::repository::ScopeReference;
 using kest::repository::standardQualifierDeclarations;
-using kest::testing::compileMof;
 using kest::testing::Compiled;
+using kest::testing::compileMof;
 using kest::testing::diagnosticsOf;
 
 namespace {
@@ -63,7 +63,8 @@ TEST(QualifierCheckTest, StandardDeclarationsKeepTheirTypesScopesAndFlavors) {
   const QualifierDeclaration* values = findStandardQualifierDeclaration("Values");
   EXPECT_TRUE(values->type.isArray);
   EXPECT_EQ(findStandardQualifierDeclaration("Abstract")->flavor, (Flavor{true, false, false}));
-  EXPECT_EQ(findStandardQualifierDeclaration("Abstract")->scopes & ScopeClass, static_cast<unsigned>(ScopeClass));
+  EXPECT_EQ(findStandardQualifierDeclaration("Abstract")->scopes & ScopeClass,
+            static_cast<unsigned>(ScopeClass));
   EXPECT_EQ(findStandardQualifierDeclaration("MaxLen")->type.code, CimTypeCode::UInt32);
   EXPECT_EQ(findStandardQualifierDeclaration("Nonsense"), nullptr);
   EXPECT_GE(standardQualifierDeclarations().size(), 60u);
@@ -74,7 +75,8 @@ TEST(QualifierCheckTest, StandardDeclarationsKeepTheirTypesScopesAndFlavors) {
 
 TEST(QualifierCheckTest, QualifierValuesAreTypedByTheirDeclaration) {
   const Compiled compiled = compileMof(
-      "[Description(\"a\" \"b\")] class T { [Key, MaxLen(8), ValueMap(\"1\"), Values{\"x\", \"y\"}] string S; };");
+      "[Description(\"a\" \"b\")] class T { [Key, MaxLen(8), ValueMap(\"1\"), Values{\"x\", "
+      "\"y\"}] string S; };");
   ASSERT_TRUE(compiled.result.succeeded());
   const ClassPointer cls = compiled.cls("T");
   EXPECT_EQ(cls->qualifiers.find("description")->value->getAsString(), "ab");
@@ -104,7 +106,8 @@ TEST(QualifierCheckTest, QualifiersWrittenWithoutValue) {
 
 TEST(QualifierCheckTest, FlavorsGivenAtTheUseChangeTheDeclaredOnes) {
   const Compiled compiled = compileMof(
-      "class T { [Description(\"x\") : DisableOverride Restricted, Units(\"u\"): ToSubclass Translatable] uint8 P; };");
+      "class T { [Description(\"x\") : DisableOverride Restricted, Units(\"u\"): ToSubclass "
+      "Translatable] uint8 P; };");
   ASSERT_TRUE(compiled.result.succeeded());
   const auto& qualifiers = compiled.cls("T")->findProperty("P")->qualifiers;
   EXPECT_EQ(qualifiers.find("Description")->flavor, (Flavor{false, false, true}));
@@ -113,7 +116,8 @@ TEST(QualifierCheckTest, FlavorsGivenAtTheUseChangeTheDeclaredOnes) {
 
 TEST(QualifierCheckTest, DeclaredQualifiersAreUsableAndStored) {
   const Compiled compiled = compileMof(
-      "Qualifier Colour : string[] = {\"red\"}, Scope(class, property), Flavor(DisableOverride, Restricted);\n"
+      "Qualifier Colour : string[] = {\"red\"}, Scope(class, property), Flavor(DisableOverride, "
+      "Restricted);\n"
       "[Colour{\"blue\"}] class T { [Colour] string S; };");
   ASSERT_TRUE(compiled.result.succeeded()) << compiled.messages()[0];
   EXPECT_EQ(compiled.result.qualifierCount, 1u);
@@ -122,7 +126,8 @@ TEST(QualifierCheckTest, DeclaredQualifiersAreUsableAndStored) {
   EXPECT_EQ(declaration->name, "Colour");
   EXPECT_EQ(declaration->flavor, (Flavor{false, false, false}));
   EXPECT_EQ(declaration->location.toString(), "test.mof:1:11");
-  EXPECT_EQ(compiled.cls("T")->findProperty("S")->qualifiers.find("Colour")->value->toString(), "{red}");
+  EXPECT_EQ(compiled.cls("T")->findProperty("S")->qualifiers.find("Colour")->value->toString(),
+            "{red}");
   EXPECT_FALSE(compiled.repository->findQualifierDeclaration("root/other", "Colour"));
 }
 
@@ -142,7 +147,8 @@ TEST(QualifierCheckTest, RedeclaringAStandardQualifierReplacesItInTheNamespace) 
 
 TEST(QualifierCheckTest, IdenticalRedeclarationIsAccepted) {
   const char* declaration = "Qualifier Q : uint32 = 3, Scope(property), Flavor(Translatable);\n";
-  const Compiled compiled = compileMof(std::string(declaration) + declaration + "class T { [Q] uint8 P; };");
+  const Compiled compiled =
+      compileMof(std::string(declaration) + declaration + "class T { [Q] uint8 P; };");
   EXPECT_TRUE(compiled.result.succeeded());
   EXPECT_EQ(compiled.result.qualifierCount, 1u);
 }
@@ -156,15 +162,22 @@ TEST(QualifierCheckTest, MisusedQualifiersAreErrors) {
   const std::vector<QualifierErrorCase> cases = {
       {"class T { [Colour] string S; };", {"test.mof:1:12: unknown qualifier 'Colour'"}},
       {"[Key] class T {};", {"test.mof:1:2: qualifier 'Key' cannot be used on a class"}},
-      {"class T { [In] string S; };", {"test.mof:1:12: qualifier 'In' cannot be used on a property"}},
-      {"class T { [Key] uint32 M(); };", {"test.mof:1:12: qualifier 'Key' cannot be used on a method"}},
-      {"class T { uint32 M([Key] string S); };", {"test.mof:1:21: qualifier 'Key' cannot be used on a parameter"}},
-      {"class T { [Max(1)] uint32 P; };", {"test.mof:1:12: qualifier 'Max' cannot be used on a property"}},
+      {"class T { [In] string S; };",
+       {"test.mof:1:12: qualifier 'In' cannot be used on a property"}},
+      {"class T { [Key] uint32 M(); };",
+       {"test.mof:1:12: qualifier 'Key' cannot be used on a method"}},
+      {"class T { uint32 M([Key] string S); };",
+       {"test.mof:1:21: qualifier 'Key' cannot be used on a parameter"}},
+      {"class T { [Max(1)] uint32 P; };",
+       {"test.mof:1:12: qualifier 'Max' cannot be used on a property"}},
       {"class T { [Weak] T REF R; };", {}},
-      {"class T { [Write] T REF R; };", {"test.mof:1:12: qualifier 'Write' cannot be used on a reference"}},
-      {"[Association] class A { [Key] T REF a; [Key] T REF b; }; class T { [Aggregation] uint8 P; };",
+      {"class T { [Write] T REF R; };",
+       {"test.mof:1:12: qualifier 'Write' cannot be used on a reference"}},
+      {"[Association] class A { [Key] T REF a; [Key] T REF b; }; class T { [Aggregation] uint8 P; "
+       "};",
        {"test.mof:1:69: qualifier 'Aggregation' cannot be used on a property"}},
-      {"[Aggregation] class T {};", {"test.mof:1:2: qualifier 'Aggregation' cannot be used on a class"}},
+      {"[Aggregation] class T {};",
+       {"test.mof:1:2: qualifier 'Aggregation' cannot be used on a class"}},
       {"class T { [MaxLen(\"x\")] string S; };",
        {"test.mof:1:19: value of qualifier 'MaxLen': expected a uint32 value, found a string"}},
       {"class T { [MaxLen(-1)] string S; };",
@@ -172,7 +185,8 @@ TEST(QualifierCheckTest, MisusedQualifiersAreErrors) {
       {"class T { [Key(1)] string S; };",
        {"test.mof:1:16: value of qualifier 'Key': expected a boolean value, found an integer"}},
       {"class T { [Description{\"a\", \"b\"}] string S; };",
-       {"test.mof:1:23: value of qualifier 'Description': expected a string value, found an array"}},
+       {"test.mof:1:23: value of qualifier 'Description': expected a string value, found an "
+        "array"}},
       {"class T { [Values{1}] string S; };",
        {"test.mof:1:18: value of qualifier 'Values': expected a string value, found an integer"}},
       {"class T { [Key, key] string S; };", {"test.mof:1:17: qualifier 'Key' is given twice"}},
@@ -191,7 +205,8 @@ TEST(QualifierCheckTest, MisusedQualifiersAreErrors) {
       {"class T { [EmbeddedObject] uint32 P; };",
        {"test.mof:1:35: qualifier 'EmbeddedObject' needs a string; property 'T.P' is uint32"}},
       {"class T { uint32 M([EmbeddedInstance(\"T\")] sint8 P); };",
-       {"test.mof:1:50: qualifier 'EmbeddedInstance' needs a string; parameter 'P' of method 'T.M' is sint8"}},
+       {"test.mof:1:50: qualifier 'EmbeddedInstance' needs a string; parameter 'P' of method 'T.M' "
+        "is sint8"}},
   };
   for (const QualifierErrorCase& c : cases) {
     SCOPED_TRACE(c.mof);
@@ -209,8 +224,10 @@ TEST(QualifierCheckTest, ClassScopeCoversAssociationsAndIndications) {
 }
 
 TEST(QualifierCheckTest, AssociationScopeDoesNotCoverOrdinaryClasses) {
-  EXPECT_EQ(diagnosticsOf("Qualifier OnAssoc : boolean = false, Scope(association);\n[OnAssoc] class T {};"),
-            std::vector<std::string>{"test.mof:2:2: qualifier 'OnAssoc' cannot be used on a class"});
+  EXPECT_EQ(
+      diagnosticsOf(
+          "Qualifier OnAssoc : boolean = false, Scope(association);\n[OnAssoc] class T {};"),
+      std::vector<std::string>{"test.mof:2:2: qualifier 'OnAssoc' cannot be used on a class"});
 }
 
 TEST(QualifierCheckTest, EmbeddedQualifiersMarkTheElements) {

@@ -168,8 +168,8 @@ class ClassBuilder {
 
   std::vector<ResolvedQualifier> resolveQualifiers(const std::vector<QualifierSyntax>& syntaxes);
   void checkScopes(const std::vector<ResolvedQualifier>& qualifiers, ElementKind kind);
-  QualifierList merge(const QualifierList* inherited, const std::vector<ResolvedQualifier>& local,
-                      const std::string& what);
+  QualifierList merge(const QualifierList* inherited, bool classLevel,
+                      const std::vector<ResolvedQualifier>& local, const std::string& what);
   // The element named by an Override qualifier among qualifiers, checked
   // against the element's name; false when there is none.
   bool checkOverrideQualifier(const std::vector<ResolvedQualifier>& qualifiers,
@@ -250,9 +250,12 @@ void ClassBuilder::checkScopes(const std::vector<ResolvedQualifier>& qualifiers,
 }
 
 // The inherited qualifiers that propagate, overridden by the local ones. A
-// DisableOverride qualifier keeps the value it inherits, or, when the
-// inherited element lacks it, its declared default.
-QualifierList ClassBuilder::merge(const QualifierList* inherited,
+// DisableOverride qualifier keeps the value it inherits. On a class
+// (classLevel) one that the superclass lacks keeps its declared default too,
+// so that a subclass of an ordinary class cannot become an association or an
+// indication; an overriding property, method or parameter may add one (a new
+// key is refused by the key rule instead).
+QualifierList ClassBuilder::merge(const QualifierList* inherited, bool classLevel,
                                   const std::vector<ResolvedQualifier>& local,
                                   const std::string& what) {
   QualifierList result = inherited != nullptr ? propagate(*inherited) : QualifierList();
@@ -266,7 +269,7 @@ QualifierList ClassBuilder::merge(const QualifierList* inherited,
       *old = qualifier;
       continue;
     }
-    if (inherited != nullptr && !resolved.declaredFlavor.overridable &&
+    if (classLevel && inherited != nullptr && !resolved.declaredFlavor.overridable &&
         resolved.declaredFlavor.toSubclass) {
       TOVSmrPtr<ITovaValue> fallback = resolved.declaredDefault;
       if ((!fallback || fallback->isNullValue()) && qualifier.type.code == CimTypeCode::Boolean &&
@@ -389,7 +392,7 @@ void ClassBuilder::addProperty(const FeatureSyntax& syntax) {
                           quoted(inherited->classOrigin) + " without the Override qualifier");
     }
     checkOverriddenType(inherited->type, syntax, what);
-    property.qualifiers = merge(&inherited->qualifiers, qualifiers, what);
+    property.qualifiers = merge(&inherited->qualifiers, false, qualifiers, what);
     property.defaultValue = syntax.defaultValue
                                 ? defaultValue(syntax.defaultValue, property.type, what)
                                 : inherited->defaultValue;
@@ -398,11 +401,12 @@ void ClassBuilder::addProperty(const FeatureSyntax& syntax) {
       error(syntax.location, what + " overrides nothing: no superclass of " + quoted(_class->name) +
                                  " has a property " + quoted(syntax.name));
     }
-    property.qualifiers = merge(nullptr, qualifiers, what);
+    property.qualifiers = merge(nullptr, false, qualifiers, what);
     property.defaultValue = defaultValue(syntax.defaultValue, property.type, what);
   }
   property.key = property.qualifiers.booleanValue("Key", false);
-  if (property.key && inherited == nullptr && _superClass && !_superClass->keyNames().empty()) {
+  const bool inheritedKey = inherited != nullptr && inherited->key;
+  if (property.key && !inheritedKey && _superClass && !_superClass->keyNames().empty()) {
     error(syntax.location, "class " + quoted(_class->name) + " cannot add key property " +
                                quoted(syntax.name) + ": its superclass " +
                                quoted(_superClass->name) + " already has keys");
@@ -430,7 +434,7 @@ Parameter ClassBuilder::buildParameter(const FeatureSyntax& syntax, const Parame
     _context.requireClass(_nameSpace, parameter.type.referenceClass, syntax.type.location, what);
   }
   parameter.qualifiers =
-      merge(inherited != nullptr ? &inherited->qualifiers : nullptr, qualifiers, what);
+      merge(inherited != nullptr ? &inherited->qualifiers : nullptr, false, qualifiers, what);
   parameter.defaultValue = defaultValue(syntax.defaultValue, parameter.type, what);
   parameter.in = parameter.qualifiers.booleanValue("In", true);
   parameter.out = parameter.qualifiers.booleanValue("Out", false);
@@ -491,7 +495,7 @@ void ClassBuilder::addMethod(const MethodSyntax& syntax) {
   }
   Method* target = findNamed(_class->methods, name);
   method.qualifiers =
-      merge(inherited != nullptr ? &inherited->qualifiers : nullptr, qualifiers, what);
+      merge(inherited != nullptr ? &inherited->qualifiers : nullptr, false, qualifiers, what);
   for (std::size_t i = 0; i < syntax.parameters.size(); ++i) {
     const FeatureSyntax& parameter = syntax.parameters[i];
     if (method.findParameter(TOVString(parameter.name)) != nullptr) {
@@ -541,7 +545,8 @@ std::shared_ptr<ClassDefinition> ClassBuilder::build() {
   }
   const std::string what = "class " + quoted(_syntax.name);
   const std::vector<ResolvedQualifier> qualifiers = resolveQualifiers(_syntax.qualifiers);
-  _class->qualifiers = merge(_superClass ? &_superClass->qualifiers : nullptr, qualifiers, what);
+  _class->qualifiers =
+      merge(_superClass ? &_superClass->qualifiers : nullptr, true, qualifiers, what);
   _class->association = _class->qualifiers.booleanValue("Association", false) ||
                         (_superClass && _superClass->association);
   _class->indication = _class->qualifiers.booleanValue("Indication", false) ||

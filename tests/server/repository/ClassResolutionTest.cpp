@@ -256,18 +256,17 @@ TEST(ClassResolutionTest, ClassChecksAreCompileErrors) {
         "is "
         "DisableOverride"}},
       {"class A { [Key] string K; string P; };\nclass B : A { [Override(\"P\"), Key] string P; };",
-       {"test.mof:2:31: qualifier 'Key' of property 'B.P' cannot change the value it inherits: it "
-        "is "
-        "DisableOverride"}},
-      {"class A { string P; };\nclass B : A { [Override(\"P\"), Key] string P; };",
-       {"test.mof:2:31: qualifier 'Key' of property 'B.P' cannot change the value it inherits: it "
-        "is "
-        "DisableOverride"}},
-      {"class A { uint8 M([In] string S); };\nclass B : A { [Override(\"M\")] uint8 M([In, Out] "
-       "string S); };",
+       {"test.mof:2:43: class 'B' cannot add key property 'P': its superclass 'A' already has "
+        "keys"}},
+      {"class A { uint8 M([In, Out] string S); };\n"
+       "class B : A { [Override(\"M\")] uint8 M([In, Out(false)] string S); };",
        {"test.mof:2:44: qualifier 'Out' of parameter 'S' of method 'B.M' cannot change the value "
-        "it inherits: it "
-        "is DisableOverride"}},
+        "it "
+        "inherits: it is DisableOverride"}},
+      {"class A {};\n[Indication] class B : A {};",
+       {"test.mof:2:2: qualifier 'Indication' of class 'B' cannot change the value it inherits: it "
+        "is "
+        "DisableOverride"}},
       {"class A {};\n[Association] class B : A {};",
        {"test.mof:2:2: qualifier 'Association' of class 'B' cannot change the value it inherits: "
         "it is "
@@ -290,6 +289,16 @@ TEST(ClassResolutionTest, KeysMayBeRestatedInSubclasses) {
   EXPECT_TRUE(compiled.result.succeeded()) << compiled.messages()[0];
   EXPECT_TRUE(compiled.cls("B")->findProperty("K")->key);
   EXPECT_EQ(compiled.cls("D")->keyNames(), std::vector<TOVString>{"K"});
+}
+
+TEST(ClassResolutionTest, OverridesMayAddDisableOverrideQualifiersTheyDidNotInherit) {
+  const Compiled compiled = compileMof(
+      "class A { string P; uint8 M([In] string S); };\n"
+      "class B : A { [Override(\"P\"), Key, Required] string P;\n"
+      "  [Override(\"M\")] uint8 M([In, Out] string S); };");
+  ASSERT_TRUE(compiled.result.succeeded()) << compiled.messages()[0];
+  EXPECT_EQ(compiled.cls("B")->keyNames(), std::vector<TOVString>{"P"});
+  EXPECT_TRUE(compiled.cls("B")->findMethod("M")->findParameter("S")->out);
 }
 
 TEST(ClassResolutionTest, ReferencesMayNameClassesDefinedLater) {

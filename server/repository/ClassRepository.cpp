@@ -1,0 +1,209 @@
+#include "server/repository/ClassRepository.h"
+
+#include <mutex>
+
+#include "server/repository/ClassBuilder.h"
+#include "server/repository/Names.h"
+#include "server/repository/StandardQualifiers.h"
+
+namespace kest::repository {
+
+ClassRepository::ClassRepository() = default;
+ClassRepository::~ClassRepository() = default;
+
+ClassPointer ClassRepository::NameSpace::find(const TOVString& className) const {
+  const auto found = classIndex.find(foldName(className));
+  return found == classIndex.end() ? nullptr : classes[found->second];
+}
+
+// Walks the superclass names; a walk longer than the number of classes has
+// met a cycle (possible only between declared classes) and stops.
+bool ClassRepository::NameSpace::isSubclass(const TOVString& className,
+                                            const TOVString& superClassName) const {
+  ClassPointer current = find(className);
+  for (std::size_t steps = 0; current && steps <= classes.size(); ++steps) {
+    if (current->name.compareTo(superClassName, 0) == 0) return true;
+    if (current->superClassName.isNull()) return false;
+    if (current->superClassName.compareTo(superClassName, 0) == 0) return true;
+    current = find(current->superClassName);
+  }
+  return false;
+}
+
+bool ClassRepository::NameSpace::inherits(const ClassDefinition& cls, const TOVString& ancestor,
+                                          bool directOnly) const {
+  if (cls.superClassName.isNull()) return false;
+  if (directOnly) return cls.superClassName.compareTo(ancestor, 0) == 0;
+  return isSubclass(cls.superClassName, ancestor) || cls.superClassName.compareTo(ancestor, 0) == 0;
+}
+
+const ClassRepository::NameSpace* ClassRepository::findNameSpace(const TOVString& nameSpace) const {
+  const auto found = _nameSpaces.find(foldName(nameSpace));
+  return found == _nameSpaces.end() ? nullptr : &found->second;
+}
+
+ClassRepository::NameSpace& ClassRepository::nameSpaceFor(const TOVString& nameSpace) {
+  const std::string key = foldName(nameSpace);
+  const auto [position, added] = _nameSpaces.try_emplace(key);
+  if (added) {
+    position->second.name = nameSpace;
+    _nameSpaceOrder.push_back(key);
+  }
+  return position->second;
+}
+
+void ClassRepository::addClass(NameSpace& space, ClassPointer definition) {
+  space.classIndex.emplace(foldName(definition->name), space.classes.size());
+  space.classes.push_back(std::move(definition));
+}
+
+void ClassRepository::addNameSpace(const TOVString& nameSpace) {
+  std::unique_lock lock(_mutex);
+  nameSpaceFor(nameSpace);
+}
+
+bool ClassRepository::hasNameSpace(const TOVString& nameSpace) const {
+  std::shared_lock lock(_mutex);
+  return findNameSpace(nameSpace) != nullptr;
+}
+
+std::vector<TOVString> ClassRepository::nameSpaces() const {
+  std::shared_lock lock(_mutex);
+  std::vector<TOVString> names;
+  for (const std::string& key : _nameSpaceOrder) names.push_back(_nameSpaces.at(key).name);
+  return names;
+}
+
+ClassPointer ClassRepository::findClass(const TOVString& nameSpace,
+                                        const TOVString& className) const {
+  std::shared_lock lock(_mutex);
+  const NameSpace* space = findNameSpace(nameSpace);
+  return space != nullptr ? space->find(className) : nullptr;
+}
+
+std::optional<ClassDefinition> ClassRepository::getClass(const TOVString& nameSpace,
+                                                         const TOVString& className,
+                                                         const ClassRequestOptions& options) const {
+  const ClassPointer cls = findClass(nameSpace, className);
+  if (!cls) return std::nullopt;
+  return cls->filtered(options);
+}
+
+std::vector<ClassPointer> ClassRepository::selectClasses(const NameSpace& space,
+                                                         const TOVString& className,
+                                                         bool deepInheritance) const {
+  std::vector<ClassPointer> selected;
+  for (const ClassPointer& cls : space.classes) {
+    bool wanted = false;
+    if (!className.isNull()) {
+      wanted = space.inherits(*cls, className, !deepInheritance);
+    } else {
+      wanted = deepInheritance || cls->superClassName.isNull() || !space.find(cls->superClassName);
+    }
+    if (wanted) selected.push_back(cls);
+  }
+  return selected;
+}
+
+std::optional<std::vector<ClassPointer>> ClassRepository::enumerateClasses(
+    const TOVString& nameSpace, const TOVString& className, bool deepInheritance) const {
+  std::shared_lock lock(_mutex);
+  const NameSpace* space = findNameSpace(nameSpace);
+  if (space == nullptr || (!className.isNull() && !space->find(className))) return std::nullopt;
+  return selectClasses(*space, className, deepInheritance);
+}
+
+std::optional<std::vector<TOVString>> ClassRepository::enumerateClassNames(
+    const TOVString& nameSpace, const TOVString& className, bool deepInheritance) const {
+  const std::optional<std::vector<ClassPointer>> classes =
+      enumerateClasses(nameSpace, className, deepInheritance);
+  if (!classes) return std::nullopt;
+  std::vector<TOVString> names;
+  names.reserve(classes->size());
+  for (const ClassPointer& cls : *classes) names.push_back(cls->name);
+  return names;
+}
+
+bool ClassRepository::isSubclass(const TOVString& nameSpace, const TOVString& className,
+                                 const TOVString& superClassName) const {
+  std::shared_lock lock(_mutex);
+  const NameSpace* space = findNameSpace(nameSpace);
+  return space != nullptr && space->isSubclass(className, superClassName);
+}
+
+std::size_t ClassRepository::classCount(const TOVString& nameSpace) const {
+  std::shared_lock lock(_mutex);
+  const NameSpace* space = findNameSpace(nameSpace);
+  return space != nullptr ? space->classes.size() : 0;
+}
+
+bool ClassRepository::declareClass(const TOVString& nameSpace, const TOVString& className,
+                                   const TOVString& superClassName) {
+  std::unique_lock lock(_mutex);
+  NameSpace& space = nameSpaceFor(nameSpace);
+  if (space.find(className)) return false;
+  const ClassPointer superClass = superClassName.isNull() ? nullptr : space.find(superClassName);
+  addClass(space, declaredClass(className, superClassName, superClass.get()));
+  return true;
+}
+
+std::optional<QualifierDeclaration> ClassRepository::findQualifierDeclaration(
+    const TOVString& nameSpace, const TOVString& name) const {
+  {
+    std::shared_lock lock(_mutex);
+    if (const NameSpace* space = findNameSpace(nameSpace)) {
+      const auto found = space->qualifierIndex.find(foldName(name));
+      if (found != space->qualifierIndex.end()) return space->qualifiers[found->second];
+    }
+  }
+  if (const QualifierDeclaration* standard = findStandardQualifierDeclaration(name))
+    return *standard;
+  return std::nullopt;
+}
+
+std::vector<QualifierDeclaration> ClassRepository::qualifierDeclarations(
+    const TOVString& nameSpace) const {
+  std::shared_lock lock(_mutex);
+  static const NameSpace kEmpty;
+  const NameSpace* found = findNameSpace(nameSpace);
+  const NameSpace& space = found != nullptr ? *found : kEmpty;
+  std::vector<QualifierDeclaration> declarations;
+  std::vector<bool> replaced(space.qualifiers.size(), false);
+  for (const QualifierDeclaration& standard : standardQualifierDeclarations()) {
+    const auto own = space.qualifierIndex.find(foldName(standard.name));
+    if (own == space.qualifierIndex.end()) {
+      declarations.push_back(standard);
+      continue;
+    }
+    declarations.push_back(space.qualifiers[own->second]);
+    replaced[own->second] = true;
+  }
+  for (std::size_t i = 0; i < replaced.size(); ++i) {
+    if (!replaced[i]) declarations.push_back(space.qualifiers[i]);
+  }
+  return declarations;
+}
+
+std::optional<ClassRepository::Update::ClassEntry> ClassRepository::apply(const Update& update) {
+  std::unique_lock lock(_mutex);
+  for (const Update::ClassEntry& entry : update.classes) {
+    const NameSpace* space = findNameSpace(entry.nameSpace);
+    if (space != nullptr && space->find(entry.definition->name)) return entry;
+  }
+  for (const TOVString& nameSpace : update.nameSpaces) nameSpaceFor(nameSpace);
+  for (const Update::QualifierEntry& entry : update.qualifiers) {
+    NameSpace& space = nameSpaceFor(entry.nameSpace);
+    const auto [position, added] =
+        space.qualifierIndex.try_emplace(foldName(entry.declaration.name), space.qualifiers.size());
+    if (added) {
+      space.qualifiers.push_back(entry.declaration);
+    } else {
+      space.qualifiers[position->second] = entry.declaration;
+    }
+  }
+  for (const Update::ClassEntry& entry : update.classes)
+    addClass(nameSpaceFor(entry.nameSpace), entry.definition);
+  return std::nullopt;
+}
+
+}  // namespace kest::repository

@@ -1,0 +1,350 @@
+#include "server/repository/MofValues.h"
+
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <system_error>
+
+#include "host/List.h"
+#include "host/NameSpacePath.h"
+#include "host/Property.h"
+
+namespace kest::repository {
+
+namespace {
+
+using Elements = TOVSmrPtr<TOVValSlist<TOVSmrPtr<ITovaValue>>>;
+
+const char* kindName(ValueSyntax::Kind kind) {
+  switch (kind) {
+    case ValueSyntax::Kind::Null:
+      return "NULL";
+    case ValueSyntax::Kind::Boolean:
+      return "a boolean";
+    case ValueSyntax::Kind::Integer:
+      return "an integer";
+    case ValueSyntax::Kind::Real:
+      return "a real number";
+    case ValueSyntax::Kind::String:
+      return "a string";
+    case ValueSyntax::Kind::Char:
+      return "a character";
+    case ValueSyntax::Kind::Alias:
+      return "an alias";
+    case ValueSyntax::Kind::Array:
+      return "an array";
+  }
+  return "";
+}
+
+std::string elementTypeName(const DataType& type) {
+  DataType element = type;
+  element.isArray = false;
+  element.arraySize = 0;
+  return element.toMof().toStdString();
+}
+
+ValueResult failure(std::string error) {
+  return ValueResult{TOVSmrPtr<ITovaValue>(), std::move(error)};
+}
+
+template <typename T>
+ValueResult success(T value) {
+  return ValueResult{TOVSmrPtr<ITovaValue>(new CTovaValue(value)), std::string()};
+}
+
+// The largest magnitude of a positive and of a negative value of an integer
+// type (0 for the negative side of unsigned types).
+struct IntegerRange {
+  std::uint64_t positive;
+  std::uint64_t negative;
+};
+
+IntegerRange rangeOf(CimTypeCode code) {
+  switch (code) {
+    case CimTypeCode::UInt8:
+      return {0xFF, 0};
+    case CimTypeCode::SInt8:
+      return {0x7F, 0x80};
+    case CimTypeCode::UInt16:
+      return {0xFFFF, 0};
+    case CimTypeCode::SInt16:
+      return {0x7FFF, 0x8000};
+    case CimTypeCode::UInt32:
+      return {0xFFFFFFFFu, 0};
+    case CimTypeCode::SInt32:
+      return {0x7FFFFFFF, 0x80000000u};
+    case CimTypeCode::UInt64:
+      return {std::numeric_limits<std::uint64_t>::max(), 0};
+    default:
+      return {0x7FFFFFFFFFFFFFFFull, 0x8000000000000000ull};
+  }
+}
+
+ValueResult convertInteger(const ValueSyntax& literal, CimTypeCode code) {
+  const IntegerRange range = rangeOf(code);
+  if (literal.magnitude > (literal.negative ? range.negative : range.positive)) {
+    return failure(literal.text + " is out of range for " + CTovaType::codeName(code));
+  }
+  const auto magnitude = literal.magnitude;
+  // Two's complement negation in unsigned arithmetic, so that the most
+  // negative sint64 needs no signed overflow.
+  const auto signedValue = static_cast<std::int64_t>(literal.negative ? ~magnitude + 1 : magnitude);
+  switch (code) {
+    case CimTypeCode::UInt8:
+      return success(static_cast<TOVuint8>(magnitude));
+    case CimTypeCode::SInt8:
+      return success(static_cast<TOVsint8>(signedValue));
+    case CimTypeCode::UInt16:
+      return success(static_cast<TOVuint16>(magnitude));
+    case CimTypeCode::SInt16:
+      return success(static_cast<TOVsint16>(signedValue));
+    case CimTypeCode::UInt32:
+      return success(static_cast<TOVuint32>(magnitude));
+    case CimTypeCode::SInt32:
+      return success(static_cast<TOVsint32>(signedValue));
+    case CimTypeCode::UInt64:
+      return success(static_cast<unsigned long long>(magnitude));
+    default:
+      return success(static_cast<long long>(signedValue));
+  }
+}
+
+ValueResult convertReal(const ValueSyntax& literal, CimTypeCode code) {
+  double number = literal.real;
+  if (literal.kind == ValueSyntax::Kind::Integer) {
+    number = static_cast<double>(literal.magnitude);
+    if (literal.negative) number = -number;
+  }
+  if (code == CimTypeCode::Real64) return success(number);
+  if (std::fabs(number) > std::numeric_limits<float>::max()) {
+    return failure(literal.text + " is out of range for real32");
+  }
+  return success(static_cast<TOVreal32>(number));
+}
+
+bool isNumeric(ValueSyntax::Kind kind) {
+  return kind == ValueSyntax::Kind::Integer || kind == ValueSyntax::Kind::Real;
+}
+
+bool isInteger(CimTypeCode code) {
+  return code >= CimTypeCode::UInt8 && code <= CimTypeCode::SInt64;
+}
+
+// A non-NULL, non-array literal to a value of the element type of type.
+ValueResult convertScalar(const ValueSyntax& literal, const DataType& type) {
+  const CimTypeCode code = type.code;
+  const auto mismatch = [&]() {
+    return failure("expected a " + elementTypeName(type) + " value, found " +
+                   kindName(literal.kind));
+  };
+  if (literal.kind == ValueSyntax::Kind::Alias) return failure("aliases are not supported");
+  if (code == CimTypeCode::Boolean) {
+    return literal.kind == ValueSyntax::Kind::Boolean ? success(literal.boolean) : mismatch();
+  }
+  if (isInteger(code))
+    return literal.kind == ValueSyntax::Kind::Integer ? convertInteger(literal, code) : mismatch();
+  if (code == CimTypeCode::Real32 || code == CimTypeCode::Real64) {
+    return isNumeric(literal.kind) ? convertReal(literal, code) : mismatch();
+  }
+  if (code == CimTypeCode::Char16) {
+    if (literal.kind == ValueSyntax::Kind::Char) {
+      return ValueResult{CTovaValue::char16(literal.character), std::string()};
+    }
+    if (literal.kind != ValueSyntax::Kind::Integer) return mismatch();
+    if (literal.negative || literal.magnitude > 0xFFFF)
+      return failure(literal.text + " is out of range for char16");
+    return ValueResult{CTovaValue::char16(static_cast<TOVchar16>(literal.magnitude)),
+                       std::string()};
+  }
+  if (code == CimTypeCode::Object)
+    return failure("an embedded object cannot be given a value in MOF");
+  if (literal.kind != ValueSyntax::Kind::String) return mismatch();
+  if (code == CimTypeCode::DateTime) {
+    if (!isValidDateTime(literal.text))
+      return failure("'" + literal.text + "' is not a valid datetime");
+    return ValueResult{CTovaValue::dateTime(literal.text), std::string()};
+  }
+  if (code == CimTypeCode::Reference) {
+    TOVSmrPtr<ITovaInstanceName> name = parseObjectPath(literal.text);
+    if (!name) return failure("'" + literal.text + "' is not a valid object path");
+    return success(name);
+  }
+  return success(TOVString(literal.text));
+}
+
+bool digitsInRange(std::string_view text, std::size_t start, std::size_t count, int low, int high) {
+  int value = 0;
+  for (std::size_t i = start; i < start + count; ++i) {
+    if (text[i] == '*') return true;
+    value = value * 10 + (text[i] - '0');
+  }
+  return value >= low && value <= high;
+}
+
+bool isDigitOrStar(char c) { return (c >= '0' && c <= '9') || c == '*'; }
+
+}  // namespace
+
+ValueResult convertValue(const ValueSyntax& literal, const DataType& type, bool wrapScalar) {
+  if (literal.kind == ValueSyntax::Kind::Null) {
+    return ValueResult{CTovaValue::nullOf(type.hostType()), std::string()};
+  }
+  if (!type.isArray) {
+    if (literal.kind == ValueSyntax::Kind::Array) {
+      return failure("expected a " + elementTypeName(type) + " value, found an array");
+    }
+    return convertScalar(literal, type);
+  }
+  if (literal.kind != ValueSyntax::Kind::Array && !wrapScalar) {
+    return failure("expected an array of " + elementTypeName(type) + ", found " +
+                   kindName(literal.kind));
+  }
+  const std::vector<ValueSyntax> single = literal.kind == ValueSyntax::Kind::Array
+                                              ? std::vector<ValueSyntax>()
+                                              : std::vector<ValueSyntax>{literal};
+  const std::vector<ValueSyntax>& items =
+      literal.kind == ValueSyntax::Kind::Array ? literal.elements : single;
+  if (type.arraySize != 0 && items.size() > type.arraySize) {
+    return failure(std::to_string(items.size()) + " elements given for an array of at most " +
+                   std::to_string(type.arraySize));
+  }
+  Elements elements(new TOVValSlist<TOVSmrPtr<ITovaValue>>());
+  elements->reserve(items.size());
+  for (const ValueSyntax& item : items) {
+    if (item.kind == ValueSyntax::Kind::Null) return failure("array elements cannot be NULL");
+    ValueResult element = convertScalar(item, type);
+    if (!element.value) return element;
+    elements->append(element.value);
+  }
+  return ValueResult{TOVSmrPtr<ITovaValue>(new CTovaValue(type.hostType(), elements)),
+                     std::string()};
+}
+
+bool sameValue(const TOVSmrPtr<ITovaValue>& a, const TOVSmrPtr<ITovaValue>& b) {
+  if (a.get() == b.get()) return true;
+  const bool aNull = !a || a->isNullValue();
+  const bool bNull = !b || b->isNullValue();
+  if (aNull || bNull) return aNull == bNull;
+  const TOVSmrPtr<ITovaType> aType = a->getType();
+  const TOVSmrPtr<ITovaType> bType = b->getType();
+  return CTovaType::codeOf(*aType) == CTovaType::codeOf(*bType) &&
+         aType->isArray() == bType->isArray() && a->toString() == b->toString();
+}
+
+bool isValidDateTime(std::string_view text) {
+  if (text.size() != 25 || text[14] != '.') return false;
+  for (std::size_t i = 0; i < 21; ++i) {
+    if (i != 14 && !isDigitOrStar(text[i])) return false;
+  }
+  if (text[21] == ':') {
+    return text.substr(22) == "000" && digitsInRange(text, 8, 2, 0, 23) &&
+           digitsInRange(text, 10, 2, 0, 59) && digitsInRange(text, 12, 2, 0, 59);
+  }
+  if (text[21] != '+' && text[21] != '-') return false;
+  for (std::size_t i = 22; i < 25; ++i) {
+    if (text[i] < '0' || text[i] > '9') return false;
+  }
+  return digitsInRange(text, 4, 2, 1, 12) && digitsInRange(text, 6, 2, 1, 31) &&
+         digitsInRange(text, 8, 2, 0, 23) && digitsInRange(text, 10, 2, 0, 59) &&
+         digitsInRange(text, 12, 2, 0, 60);
+}
+
+namespace {
+
+bool isNameCharacter(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+         static_cast<unsigned char>(c) >= 0x80;
+}
+
+// A key value of an object path at text[pos...]; advances pos past it.
+TOVSmrPtr<ITovaValue> parseKeyValue(std::string_view text, std::size_t& pos) {
+  if (pos < text.size() && text[pos] == '"') {
+    std::string value;
+    for (++pos; pos < text.size() && text[pos] != '"'; ++pos) {
+      if (text[pos] == '\\' && pos + 1 < text.size()) ++pos;
+      value.push_back(text[pos]);
+    }
+    if (pos >= text.size()) return TOVSmrPtr<ITovaValue>();
+    ++pos;
+    return TOVSmrPtr<ITovaValue>(new CTovaValue(TOVString(value)));
+  }
+  const std::size_t end = std::min(text.find(',', pos), text.size());
+  const std::string_view word = text.substr(pos, end - pos);
+  pos = end;
+  if (word == "true" || word == "TRUE" || word == "True")
+    return TOVSmrPtr<ITovaValue>(new CTovaValue(true));
+  if (word == "false" || word == "FALSE" || word == "False")
+    return TOVSmrPtr<ITovaValue>(new CTovaValue(false));
+  const char* first = word.data();
+  const char* last = word.data() + word.size();
+  if (!word.empty() && word[0] == '-') {
+    long long number = 0;
+    if (std::from_chars(first, last, number).ptr == last)
+      return TOVSmrPtr<ITovaValue>(new CTovaValue(number));
+  } else {
+    unsigned long long number = 0;
+    if (std::from_chars(first, last, number).ptr == last && !word.empty()) {
+      return TOVSmrPtr<ITovaValue>(new CTovaValue(number));
+    }
+  }
+  double real = 0;
+  const auto result = std::from_chars(first, last, real);
+  if (!word.empty() && result.ec == std::errc() && result.ptr == last) {
+    return TOVSmrPtr<ITovaValue>(new CTovaValue(real));
+  }
+  return TOVSmrPtr<ITovaValue>();
+}
+
+std::size_t nameEnd(std::string_view text, std::size_t pos) {
+  while (pos < text.size() && isNameCharacter(text[pos])) ++pos;
+  return pos;
+}
+
+}  // namespace
+
+TOVSmrPtr<ITovaInstanceName> parseObjectPath(std::string_view text) {
+  const TOVSmrPtr<ITovaInstanceName> invalid;
+  std::string_view host;
+  std::size_t pos = 0;
+  if (text.starts_with("//")) {
+    const std::size_t slash = text.find('/', 2);
+    if (slash == std::string_view::npos || slash == 2) return invalid;
+    host = text.substr(2, slash - 2);
+    pos = slash + 1;
+  }
+  std::string_view nameSpace;
+  const std::size_t colon = text.find(':', pos);
+  if (colon != std::string_view::npos && colon < text.find_first_of(".\"", pos)) {
+    nameSpace = text.substr(pos, colon - pos);
+    if (nameSpace.empty()) return invalid;
+    pos = colon + 1;
+  }
+  const std::size_t classEnd = nameEnd(text, pos);
+  if (classEnd == pos) return invalid;
+  const TOVString className(text.substr(pos, classEnd - pos));
+  pos = classEnd;
+  TOVPropertyList keys(new TOVValSlist<TOVSmrPtr<ITovaProperty>>());
+  if (pos < text.size()) {
+    if (text[pos] != '.') return invalid;
+    do {
+      ++pos;
+      const std::size_t keyEnd = nameEnd(text, pos);
+      if (keyEnd == pos || keyEnd >= text.size() || text[keyEnd] != '=') return invalid;
+      const TOVString keyName(text.substr(pos, keyEnd - pos));
+      pos = keyEnd + 1;
+      TOVSmrPtr<ITovaValue> value = parseKeyValue(text, pos);
+      if (!value) return invalid;
+      keys->append(TOVSmrPtr<ITovaProperty>(new CTovaProperty(keyName, value, false)));
+    } while (pos < text.size() && text[pos] == ',');
+    if (pos != text.size()) return invalid;
+  }
+  TOVSmrPtr<ITovaNameSpacePath> path;
+  if (!host.empty() || !nameSpace.empty()) {
+    path = TOVSmrPtr<ITovaNameSpacePath>(
+        new CTovaNameSpacePath(TOVString(host), TOVString(nameSpace)));
+  }
+  return TOVSmrPtr<ITovaInstanceName>(new CTovaInstanceName(className, keys, path));
+}
+
+}  // namespace kest::repository

@@ -6,6 +6,7 @@
 #include "host/Log.h"
 #include "server/CimService.h"
 #include "server/Dispatcher.h"
+#include "server/MofClasses.h"
 #include "server/ProviderSet.h"
 #include "server/RequestParser.h"
 
@@ -43,6 +44,13 @@ int Server::start() {
     if (!_parts->dispatcher.servesNameSpace(provider.nameSpace)) {
       throw ProviderError(provider.path, "its namespace " + provider.nameSpace.toStdString() +
                                              " is not one the server serves");
+    }
+  }
+  if (!_settings.mofFiles.empty()) {
+    for (const std::string& warning :
+         defineMofClasses(_settings.mofFiles, _settings.nameSpaces[0], _parts->catalog)) {
+      TOVLog::log("kest::server::Server", TOVString(warning), TOVLog::SEVERITY_WARNING, 2, 0,
+                  TOVLog::CIMOMLOG);
     }
   }
   _parts->providers.start(providers, _parts->catalog.repository(), TOVString(_settings.workArea),

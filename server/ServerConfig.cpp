@@ -78,6 +78,7 @@ void readServerConfiguration(const KESTConfigManager& config, ServerSettings& se
     settings.nameSpaces.clear();
     for (const std::string& item : splitList(list)) settings.nameSpaces.emplace_back(item);
   }
+  if (readString(config, "Mof", list)) settings.mofFiles = splitList(list);
   readString(config, "User", settings.http.user);
   readString(config, "Password", settings.http.password);
   readString(config, "TlsCertificate", settings.http.tlsCertificate);

@@ -16,6 +16,7 @@ namespace kest::server {
 //   Port             the port (0: any free port);
 //   Providers        provider libraries, "path[@namespace], ...";
 //   NameSpaces       the namespaces served, "root/cimv2, root/interop";
+//   Mof              MOF files to compile at start, "file.mof, ...";
 //   User, Password   HTTP Basic credentials (no authentication without User);
 //   TlsCertificate, TlsKey   PEM files: serve HTTPS;
 //   MaxRequestSize   bytes of a request body;

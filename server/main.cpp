@@ -24,7 +24,7 @@ using kest::server::ServerSettings;
 
 // Adds the command-line options to app; each one given replaces the setting.
 void addOptions(CLI::App& app, ServerSettings& settings, std::vector<std::string>& providers,
-                std::vector<std::string>& nameSpaces) {
+                std::vector<std::string>& nameSpaces, std::vector<std::string>& mofFiles) {
   kest::server::HttpSettings& http = settings.http;
   app.add_option("--address", http.address, "Address to listen on (default 127.0.0.1)");
   app.add_option("--port", http.port, "Port to listen on, 0 for any free one (default 5988)")
@@ -33,6 +33,7 @@ void addOptions(CLI::App& app, ServerSettings& settings, std::vector<std::string
                  "Provider library to load, PATH or PATH@NAMESPACE (repeatable)");
   app.add_option("--namespace", nameSpaces,
                  "Namespace to serve (repeatable; default root/cimv2 and root/interop)");
+  app.add_option("--mof", mofFiles, "MOF file to compile at start (repeatable)");
   app.add_option("--user", http.user, "User name for HTTP Basic authentication");
   app.add_option("--password", http.password, "Password for HTTP Basic authentication");
   app.add_option("--tls-cert", http.tlsCertificate, "PEM certificate (chain): serve HTTPS");
@@ -73,7 +74,8 @@ int main(int argc, char** argv) {
   CLI::App app{"kest-server: a WBEM server (CIM-XML over HTTP) for kest providers"};
   std::vector<std::string> providers;
   std::vector<std::string> nameSpaces;
-  addOptions(app, settings, providers, nameSpaces);
+  std::vector<std::string> mofFiles;
+  addOptions(app, settings, providers, nameSpaces, mofFiles);
   CLI11_PARSE(app, argc, argv);
   if (!providers.empty()) {
     settings.providers.clear();
@@ -82,6 +84,7 @@ int main(int argc, char** argv) {
     }
   }
   if (!nameSpaces.empty()) settings.nameSpaces.assign(nameSpaces.begin(), nameSpaces.end());
+  if (!mofFiles.empty()) settings.mofFiles = mofFiles;
   TOVLog::setStderrLevel(settings.logLevel);
 
   // The signals are taken by sigwait below: block them before any thread

@@ -100,3 +100,32 @@ TEST(KestServerProgramTest, MalformedSettingsAreReported) {
   EXPECT_NE(badOption.wait(), 0);
   EXPECT_TRUE(contains(badOption.errors(), "--port")) << badOption.errors();
 }
+
+TEST(KestServerProgramTest, MofFilesGiveTheClassesTheirFeatures) {
+  ServerProcess server({KEST_SERVER_EXECUTABLE, "--port", "0", "--provider", KEST_TEST_PROVIDER,
+                        "--mof", kest::server::testing::dataPath("test.mof")});
+  ASSERT_NE(server.port(), 0) << server.errors();
+  const std::string address = "127.0.0.1:" + std::to_string(server.port());
+  EXPECT_EQ(runProgram({"wbemcli", "gc", "http://" + address + "/root/cimv2:Test_Bar"}).output,
+            address + "/root/cimv2:Test_Bar Tag=,Size=\n");
+  EXPECT_EQ(server.stop(SIGTERM), 0);
+
+  TemporaryFolder folder;
+  const std::string config = folder.write(
+      "kest.ini", "[Server]\nPort = 0\nMof = " + kest::server::testing::dataPath("test.mof") + "\n");
+  ServerProcess configured({KEST_SERVER_EXECUTABLE}, {{"KEST_CONFIG", config}});
+  ASSERT_NE(configured.port(), 0) << configured.errors();
+  const std::string other = "127.0.0.1:" + std::to_string(configured.port());
+  EXPECT_EQ(runProgram({"wbemcli", "ecn", "http://" + other + "/root/cimv2:Test_Foo"}).output,
+            other + "/root/cimv2:Test_FooChild\n");
+  EXPECT_EQ(configured.stop(SIGTERM), 0);
+}
+
+TEST(KestServerProgramTest, MofErrorsStopTheStart) {
+  TemporaryFolder folder;
+  const std::string mof = folder.write("bad.mof", "class Test_A : Test_Missing { };\n");
+  ServerProcess server({KEST_SERVER_EXECUTABLE, "--port", "0", "--mof", mof});
+  EXPECT_EQ(server.wait(), 1);
+  EXPECT_TRUE(contains(server.errors(), "kest-server: the MOF files have 1 error(s):\n" + mof + ":1:"))
+      << server.errors();
+}

@@ -8,17 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "host/CimType.h"
 #include "host/Log.h"
-#include "server/ClassCatalog.h"
 #include "server/Server.h"
 #include "tests/server/HttpTestSupport.h"
 #include "tests/server/ServerTestSupport.h"
 
-using kest::server::ClassDefinition;
-using kest::server::MethodDefinition;
-using kest::server::ParameterDefinition;
-using kest::server::PropertyDefinition;
 using kest::server::ProviderSpec;
 using kest::server::Server;
 using kest::server::ServerSettings;
@@ -28,30 +22,6 @@ using kest::server::testing::RecordingProxy;
 using kest::server::testing::runProgram;
 
 namespace {
-
-// The full definition of Test_Foo that wbemcli needs for ci, sp and cm (it
-// reads the class first); every other test class is known by name only.
-ClassDefinition fooDefinition() {
-  ClassDefinition foo;
-  foo.name = "Test_Foo";
-  foo.superClass = "Test_Base";
-  foo.properties = {
-      PropertyDefinition{"Name", CTovaType::string, true, "Test_Foo"},
-      PropertyDefinition{"Id", CTovaType::uint32, true, "Test_Foo"},
-      PropertyDefinition{"Flag", CTovaType::boolean, false, "Test_Foo"},
-      PropertyDefinition{"Descr", CTovaType::string, false, "Test_Foo"},
-      PropertyDefinition{"Count", CTovaType::sint64, false, "Test_Foo"},
-      PropertyDefinition{"Vals", CTovaType::arrayOf(CimTypeCode::UInt16), false, "Test_Foo"},
-      PropertyDefinition{"Peer", CTovaType::reference("Test_Bar"), false, "Test_Foo"},
-  };
-  foo.methods = {MethodDefinition{"DoIt",
-                                  CTovaType::uint32,
-                                  "Test_Foo",
-                                  {ParameterDefinition{"S", CTovaType::string, true, false},
-                                   ParameterDefinition{"N", CTovaType::uint32, true, false},
-                                   ParameterDefinition{"Result", CTovaType::string, false, true}}}};
-  return foo;
-}
 
 // What one wbemcli run printed, with the server's address written HOST, and
 // the responses it received.
@@ -77,8 +47,9 @@ class WbemcliTest : public ::testing::Test {
     settings.http.port = 0;
     settings.providers = {ProviderSpec{KEST_TEST_PROVIDER, ""},
                           ProviderSpec{KEST_THROWING_PROVIDER, ""}};
+    // wbemcli reads the class before ci, sp and cm: the MOF file defines it.
+    settings.mofFiles = {kest::server::testing::dataPath("test.mof")};
     _server = new Server(settings);
-    _server->catalog().define("root/cimv2", fooDefinition());
     const int port = _server->start();
     _proxy = new RecordingProxy(port);
   }
@@ -239,7 +210,7 @@ TEST_F(WbemcliTest, MethodCallPassesParametersAndPrintsTheResults) {
 
 TEST_F(WbemcliTest, GetClassPrintsTheDefinedProperties) {
   const WbemcliRun run = wbemcli({"gc", "URL/root/cimv2:Test_Foo"});
-  EXPECT_EQ(run.out, "HOST/root/cimv2:Test_Foo Name=,Id=,Flag=,Descr=,Count=,Vals=,Peer=\n");
+  EXPECT_EQ(run.out, "HOST/root/cimv2:Test_Foo Name=,Id=,Flag=,Descr=,Count=,Vals=,Tags=\n");
 }
 
 TEST_F(WbemcliTest, EnumerateClassNamesListsTheDeclaredClasses) {

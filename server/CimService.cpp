@@ -15,6 +15,16 @@ void logWarning(const std::string& message) {
   TOVLog::log(kSource, TOVString(message), TOVLog::SEVERITY_WARNING, 2, 0, TOVLog::CIMOMLOG);
 }
 
+// A failed operation: a warning when the provider or the server failed
+// (CIM_ERR_FAILED), information for the errors a client causes.
+void logFailure(const std::string& methodName, const CimError& error) {
+  TOVLog::log(kSource,
+              TOVString(methodName + " failed: " + cimStatusName(error.code()) + ": " +
+                        error.description()),
+              error.code() == CIM_ERR_FAILED ? TOVLog::SEVERITY_WARNING : TOVLog::SEVERITY_INFO, 2,
+              0, TOVLog::CIMOMLOG);
+}
+
 std::string folded(std::string_view text) {
   std::string result(text);
   for (char& c : result) {
@@ -41,8 +51,7 @@ CimResponse rejection(int status, std::string cimError, std::string detail) {
 // A response that only reports error.
 CimResponse errorResponse(const ParsedRequest& parsed, const CimError& error, TOVString host,
                           TOVString nameSpace) {
-  logWarning(parsed.methodName + " failed: " + cimStatusName(error.code()) + ": " +
-             error.description());
+  logFailure(parsed.methodName, error);
   CimResponse response;
   response.writeBody = [parsed, error, host, nameSpace](ResponseBody& body) {
     CimXmlWriter writer(body, host, nameSpace);
@@ -189,8 +198,7 @@ CimResponse CimService::handle(const CimHttpRequest& http) const {
       throw;
     } catch (...) {
       status = errorFromCurrentException();
-      logWarning(request->methodName + " failed: " + cimStatusName(status.code()) + ": " +
-                 status.description());
+      logFailure(request->methodName, status);
       if (writer.canRewind(mark)) {
         writer.rewind(mark);
         writer.error(status.code(), status.description());

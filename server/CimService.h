@@ -52,7 +52,8 @@ struct CimResponse {
 // throws; see errorFromCurrentException) are CIM errors inside a 200
 // response: the ERROR element when nothing of the result has been sent yet,
 // otherwise the results sent so far in a complete document and the error as
-// the final status. Failures are logged at severity 2.
+// the final status. Refusals and CIM_ERR_FAILED are logged at severity 2,
+// other CIM errors at severity 3.
 //
 // Threads: const; handle() may run on many threads at once.
 class CimService {

@@ -458,6 +458,25 @@ TEST_F(CimServiceTest, AClientThatGoesAwayStopsTheStream) {
   EXPECT_THROW(response.writeBody(gone), ClientGone);
 }
 
+TEST_F(CimServiceTest, FailuresAreLoggedWarningsForServerFailuresInformationOtherwise) {
+  intrinsic("GetInstance", parameter("InstanceName", fooName("none", "9")));
+  intrinsic("GetInstance", parameter("InstanceName", instanceNameXml("Test_ErrStd", {{"Id", "numeric", "1"}})));
+  ask("GetClass", "<CIM/>");
+  std::vector<std::string> records;
+  for (const TOVLogRecord& record : _capture.records()) {
+    if (record.source != TOVString("kest::server::CimService")) continue;
+    records.push_back(std::to_string(record.severity) + " " + record.message.toStdString());
+    EXPECT_EQ(record.category, TOVLog::CIMOMLOG);
+  }
+  EXPECT_EQ(records,
+            (std::vector<std::string>{
+                "3 GetInstance failed: CIM_ERR_NOT_FOUND: Instance not found: "
+                "test_foo.id=9,name=\"none\"",
+                "2 GetInstance failed: CIM_ERR_FAILED: standard failure",
+                "2 request refused: 400 request-not-valid: element CIM lacks its CIMVERSION "
+                "attribute"}));
+}
+
 // --- HTTP-level refusals --------------------------------------------------------------
 
 TEST_F(CimServiceTest, CimHeadersAreChecked) {

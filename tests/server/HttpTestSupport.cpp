@@ -250,6 +250,7 @@ void RecordingProxy::relay(int client) {
   if (server >= 0) {
     char buffer[65536];
     bool open = true;
+    bool clientClosed = false;
     while (open) {
       pollfd fds[3] = {{client, POLLIN, 0}, {server, POLLIN, 0}, {_stopPipe[0], POLLIN, 0}};
       if (::poll(fds, 3, 30000) <= 0 || fds[2].revents != 0) break;
@@ -258,6 +259,7 @@ void RecordingProxy::relay(int client) {
         const ssize_t n = ::recv(fds[i].fd, buffer, sizeof buffer, 0);
         if (n <= 0) {
           open = false;
+          clientClosed = i == 0;
           break;
         }
         if (i == 1) fromServer.append(buffer, static_cast<std::size_t>(n));
@@ -265,7 +267,19 @@ void RecordingProxy::relay(int client) {
           sendAll(i == 0 ? server : client, std::string_view(buffer, static_cast<std::size_t>(n)));
         } catch (const std::exception&) {
           open = false;
+          clientClosed = i == 1;
         }
+      }
+    }
+    if (clientClosed) {
+      // A client may stop reading in the middle of a response (wbemcli does
+      // after an error status): keep what the server sent until it closes.
+      ::shutdown(server, SHUT_WR);
+      pollfd fd{server, POLLIN, 0};
+      while (::poll(&fd, 1, 2000) > 0) {
+        const ssize_t n = ::recv(server, buffer, sizeof buffer, 0);
+        if (n <= 0) break;
+        fromServer.append(buffer, static_cast<std::size_t>(n));
       }
     }
     close(server);

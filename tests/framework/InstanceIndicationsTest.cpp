@@ -87,6 +87,10 @@ class InstanceFireIndicationsTest : public ::testing::Test {
     ASSERT_TRUE(_object->registerObserver(_subscriber, ITovaIndication::IndicationChange, filter));
   }
 
+  // A received indication holds the object, which holds the subscriber through
+  // its observer list: drop the indications so that the test frees all three.
+  void TearDown() override { _subscriber->received.clear(); }
+
   ClassTree _tree;
   TestProvider _provider;
   TOVSmrPtr<RecordingProviderContext> _context;

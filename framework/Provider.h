@@ -31,12 +31,13 @@ namespace kest::pf {
 //     reference's name, an embedded object's instance name; null values are
 //     skipped, any other value is fatal: CI_ExFatal "! \"Unknown item
 //     type.\"", code 51458, names already added stay added); referenceNames
-//     the name of each reference object;
+//     the name of each reference object.
 // The list-returning and name-returning forms call the provider's own
 // (virtual) collector forms, so a derived provider's overrides change them
 // too. No request catches anything: what the cache, a collector or the
-// provider's own code throws reaches the host unchanged. Namespaces,
-// transactions and property lists are accepted and ignored.
+// provider's own code throws reaches the host unchanged. Transactions and
+// property lists are accepted and ignored, and so are namespaces except by
+// associators, which hands its namespace to the repository's subclass test.
 //
 // Indications: off until enableIndications(); SMI-S lifecycle indications
 // additionally need active subscriptions (activateSubscription). Identifiers

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "framework/Class.h"
@@ -258,38 +259,30 @@ TEST_F(ProviderAssociationsTest, AssociatorNamesNamesReferencesAndEmbeddedObject
                                   "Dependent|no transaction|no properties"});
 }
 
-TEST_F(ProviderAssociationsTest, AnAtomicAssociatorValueIsFatalAndKeepsTheNamesBefore) {
-  FixedAnswersProvider provider;
-  const TOVSmrPtr<ITovaInstanceName> first = idName("Test_Volume", 5);
-  provider.values = {refTo(first), make(TOVuint32{7}), refTo(idName("Test_Volume", 6))};
-  VectorCollector<TOVSmrPtr<ITovaInstanceName>> names;
-
-  const Fatal fatal = fatalOf(
-      [&] { provider.associatorNames(names, "root/test", disk(), nullptr, "", "", "", ""); });
-
-  ASSERT_TRUE(fatal.caught);
-  EXPECT_EQ(fatal.text, "! \"Unknown item type.\"");
-  EXPECT_EQ(fatal.code, 51458);
-  ASSERT_EQ(names.rep.size(), 1u);
-  EXPECT_TRUE(names.rep[0] == first);
-}
-
-TEST_F(ProviderAssociationsTest, AnArrayAssociatorValueIsFatal) {
-  FixedAnswersProvider provider;
+TEST_F(ProviderAssociationsTest, AnAtomicOrArrayAssociatorValueIsFatalAndKeepsTheNamesBefore) {
   const TOVSmrPtr<TOVValSlist<TOVSmrPtr<ITovaValue>>> elements(
       new TOVValSlist<TOVSmrPtr<ITovaValue>>());
   elements->append(make(TOVuint32{5}));
-  provider.values = {
-      TOVSmrPtr<ITovaValue>(new CTovaValue(CTovaType::arrayOf(CimTypeCode::UInt32), elements))};
-  VectorCollector<TOVSmrPtr<ITovaInstanceName>> names;
+  const TOVSmrPtr<ITovaValue> array(
+      new CTovaValue(CTovaType::arrayOf(CimTypeCode::UInt32), elements));
+  const std::vector<std::pair<const char*, TOVSmrPtr<ITovaValue>>> cases = {
+      {"atomic", make(TOVuint32{7})}, {"array", array}};
+  for (const auto& [label, value] : cases) {
+    SCOPED_TRACE(label);
+    FixedAnswersProvider provider;
+    const TOVSmrPtr<ITovaInstanceName> first = idName("Test_Volume", 5);
+    provider.values = {refTo(first), value, refTo(idName("Test_Volume", 6))};
+    VectorCollector<TOVSmrPtr<ITovaInstanceName>> names;
 
-  const Fatal fatal = fatalOf(
-      [&] { provider.associatorNames(names, "root/test", disk(), nullptr, "", "", "", ""); });
+    const Fatal fatal = fatalOf(
+        [&] { provider.associatorNames(names, "root/test", disk(), nullptr, "", "", "", ""); });
 
-  ASSERT_TRUE(fatal.caught);
-  EXPECT_EQ(fatal.text, "! \"Unknown item type.\"");
-  EXPECT_EQ(fatal.code, 51458);
-  EXPECT_TRUE(names.rep.empty());
+    ASSERT_TRUE(fatal.caught);
+    EXPECT_EQ(fatal.text, "! \"Unknown item type.\"");
+    EXPECT_EQ(fatal.code, 51458);
+    ASSERT_EQ(names.rep.size(), 1u);
+    EXPECT_TRUE(names.rep[0] == first);
+  }
 }
 
 TEST_F(ProviderAssociationsTest, OverridingTheCollectorAssociatorsChangesTheListFormAndTheNames) {

@@ -9,6 +9,8 @@
 #include "host/String.h"
 #include "host/Value.h"
 
+class ITovaRepository;
+
 namespace kest::pf {
 
 class Class;
@@ -27,12 +29,24 @@ class Provider;
 // errors only where an instance is registered or deregistered (Exception,
 // code 17665).
 //
+// Associations are ordinary cached instances of classes declared as
+// associations; their reference properties name the objects they join. The
+// association operations (associate to getAssociation) announce, find and
+// remove them; the traversals (associators, references) answer the CIM
+// association requests by scanning the cached associations, and report no
+// error or log record of their own: an unknown class or an uncached object
+// gives an empty result. Role, result role and class-name filters compare
+// ASCII case-insensitively (except in the two-ended associators form); a
+// null or empty filter is absent. What hooks, the repository or a collector
+// throw passes through, and results already added stay added.
+//
 // Threads: takes no lock and is not thread-safe; a provider that refreshes the
 // cache from a poll thread while requests are served serialises the two
 // itself.
 class InstanceManager {
  public:
   using ObjectList = TOVSmrPtr<TOVValSlist<TOVSmrPtr<ITovaObject>>>;
+  using ValueList = TOVSmrPtr<TOVValSlist<TOVSmrPtr<ITovaValue>>>;
 
   InstanceManager();
   ~InstanceManager();
@@ -88,6 +102,32 @@ class InstanceManager {
   // "kest::pf::InstanceManager::deregisterInstance").
   bool deregisterInstance(const TOVSmrPtr<Instance>& instance);
 
+  // Tells both ends that associationInstance now links them. With a resolve
+  // flag set, that end is first looked up by the name its value refers to
+  // (getInstance, then createInstance) and, when an object is found or
+  // made, the caller's value is replaced by a Reference holding the object.
+  // An end whose value then holds a framework Instance is told
+  // associate(assocClassName, associationInstance); the first end before the
+  // second. Nothing checks that associationInstance joins the two. A null
+  // value raises the host's null-pointer error.
+  void associate(TOVSmrPtr<ITovaValue>& instanceValue1, TOVSmrPtr<ITovaValue>& instanceValue2,
+                 const TOVSmrPtr<Instance>& associationInstance, const TOVString& assocClassName,
+                 bool resolveInstance1, bool resolveInstance2);
+  // Tells the Instance held by assocInstanceValue (if any) that
+  // associationInstance no longer links it; the cache is unchanged.
+  void disAssociate(const TOVSmrPtr<ITovaValue>& assocInstanceValue,
+                    const TOVSmrPtr<Instance>& associationInstance,
+                    const TOVString& assocClassName) const;
+  // The cached association of className (or of its first child class)
+  // between the two named objects, or null. The names are looked up as the
+  // two references of an InstanceName; an association directory matches
+  // them against any reference properties, so the property names are not
+  // compared and exchanging left and right finds the same association.
+  TOVSmrPtr<Instance> getAssociation(const TOVString& className, const TOVString& propertyNameLeft,
+                                     const TOVString& propertyNameRight,
+                                     const TOVSmrPtr<ITovaInstanceName>& instanceNameLeft,
+                                     const TOVSmrPtr<ITovaInstanceName>& instanceNameRight);
+
   // Ties className's directory to associationClassName's so that instances
   // leaving the former destroy the associations of the latter that refer to
   // them. Nothing happens when either class is undeclared.
@@ -98,6 +138,72 @@ class InstanceManager {
   void removeAssociations(const TOVSmrPtr<Instance>& instance,
                           const TOVSmrPtr<Class>& classOfInstance,
                           const TOVSmrPtr<InstanceDirectory>& instanceDirectory);
+
+  // The objects associated with the object named instanceName, added as
+  // values: each far end as a value holding the cached object, or holding
+  // its name when the object is not cached.
+  //  - Cached source: the object's Instance::associators(assocClassName,
+  //    resultClassName, handled, null) hook is asked first. Unless it sets
+  //    handled, the associations that references(instanceName,
+  //    assocClassName, role) finds are followed: per association, the last
+  //    reference property (in property order) that does not name the source
+  //    and passes the filters is its far end, and the first property that
+  //    fails resultRole, or resultClassName (by name, else by the
+  //    repository's subclass test of the held class), ends the search; each
+  //    far end (by lower-cased text) is added once.
+  //  - Uncached source: the association class's associators function (Class::
+  //    associators) is asked; unless it sets handled, the list form of
+  //    references is used.
+  //  - Then every association of the hook's or function's list is followed:
+  //    the first reference property that names the source (with role: that
+  //    is also named role) is the source end, and every other reference
+  //    property that passes resultRole and resultClassName (the repository's
+  //    subclass test of the declared reference class, else the held class's
+  //    name) is added, duplicates kept. A property before the source end that
+  //    is not a reference raises the host's null-pointer error.
+  // A needed subclass test with a null repository raises the host's
+  // null-pointer error.
+  void associators(ICollector<TOVSmrPtr<ITovaValue>>& results, const TOVString& nameSpace,
+                   const TOVSmrPtr<ITovaInstanceName>& instanceName,
+                   const TOVString& assocClassName, const TOVString& role,
+                   const TOVString& resultRole, const TOVString& resultClassName,
+                   const TOVSmrPtr<ITovaRepository>& tovaRepository);
+  // The far ends, by name only, of the cached associations of assocClassName
+  // and its subclasses (enumeration order): the ends are the properties at
+  // index 0 and 1 (a reference, or an embedded object's name); when one names
+  // the source the other is added, if resultClassName is absent or equals its
+  // class name exactly (case-sensitive). When both name the source, the
+  // second is added. An end that holds neither names nothing, so such an
+  // association adds nothing. Nothing is added without assocClassName.
+  // Duplicates are kept.
+  void associators(ICollector<TOVSmrPtr<ITovaValue>>& results,
+                   const TOVSmrPtr<ITovaInstanceName>& instanceName,
+                   const TOVString& assocClassName, const TOVString& resultClassName);
+  // The two-ended form as a new list, streamed through a response
+  // collection; never null.
+  ValueList associators(TOVSmrPtr<ITovaInstanceName> instanceName, const TOVString& assocClassName,
+                        const TOVString& resultClassName);
+  // A new empty list, whatever the arguments.
+  ValueList associators(const TOVString& nameSpace,
+                        const TOVSmrPtr<ITovaInstanceName>& instanceName,
+                        const TOVString& assocClassName, const TOVString& role,
+                        const TOVString& resultRole, const TOVString& resultClassName,
+                        const TOVSmrPtr<ITovaRepository>& tovaRepository);
+  // The cached associations that refer to the object named instanceName
+  // through a reference property (with role: through the property named
+  // role), each added once, in order of a scan of the cache. With
+  // resultClassName, the instances of that class and of every class below it
+  // (the class first, then its descendants depth first, post-order), whether
+  // declared as associations or not; without, the instances of every class
+  // declared as an association, in the class directory's order. Only what is
+  // cached is scanned; no factory is called.
+  void references(ICollector<TOVSmrPtr<ITovaObject>>& results,
+                  const TOVSmrPtr<ITovaInstanceName>& instanceName,
+                  const TOVString& resultClassName, const TOVString& role);
+  // The same as a new list, streamed through a response collection; never
+  // null.
+  ObjectList references(TOVSmrPtr<ITovaInstanceName> instanceName, const TOVString& resultClassName,
+                        const TOVString& role);
 
   // Purging drops stale objects: those whose update stamp differs from
   // timeStamp (an older or a newer stamp alike).
@@ -131,6 +237,12 @@ class InstanceManager {
  private:
   // The provider; the host's null-pointer error when none is set.
   Provider& provider() const;
+
+  // Adds the cached instances of resultClassName alone that refer to
+  // instanceName (see references).
+  void _findReferenceObjects(const TOVSmrPtr<ITovaInstanceName>& instanceName,
+                             const TOVString& resultClassName, const TOVString& role,
+                             ICollector<TOVSmrPtr<ITovaObject>>& objects);
 
   Provider* _provider;
   ClassDirectory _classDirectory;

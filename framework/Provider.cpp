@@ -17,11 +17,6 @@ constexpr int kNotSupportedCode = 7;
 constexpr int kObjectNotFoundCode = 17666;  // 0x4502
 constexpr int kFatalCode = 51458;           // 0xC902
 
-// The association requests wait for the association traversal.
-[[noreturn]] void throwTraversalUnavailable(const char* where) {
-  throw Exception(where, "Association traversal is not available yet", kNotSupportedCode);
-}
-
 [[noreturn]] void raiseFatal(const char* text, int line) {
   CI_ExFatal(text, kFatalCode, __FILE__, line, CI_String::none, CI_String::none, CI_String::none,
              CI_String::none, CI_String::none)
@@ -37,6 +32,14 @@ TOVString configured(const char* key, const char* defaultValue) {
 
 TOVSmrPtr<ITovaValue> booleanValue(bool value) {
   return TOVSmrPtr<ITovaValue>(new CTovaValue(value));
+}
+
+// A new list of what collector received, in order.
+template <typename T>
+TOVSmrPtr<TOVValSlist<T>> listOf(const VectorCollector<T>& collector) {
+  TOVSmrPtr<TOVValSlist<T>> list(new TOVValSlist<T>());
+  for (const T& item : collector) list->append(item);
+  return list;
 }
 
 }  // namespace
@@ -66,11 +69,9 @@ void Provider::enumerateInstances(ICollector<TOVSmrPtr<ITovaObject>>& results, c
 
 Provider::ObjectList Provider::enumerateInstances(TOVString nameSpace, TOVString className,
                                                   TOVSmrPtr<ITovaTransaction> tovaTransaction) {
-  ObjectList list(new TOVValSlist<TOVSmrPtr<ITovaObject>>());
   VectorCollector<TOVSmrPtr<ITovaObject>> collector;
   enumerateInstances(collector, nameSpace, className, tovaTransaction, PropertyList());
-  for (const TOVSmrPtr<ITovaObject>& object : collector) list->append(object);
-  return list;
+  return listOf(collector);
 }
 
 void Provider::enumerateInstanceNames(ICollector<TOVSmrPtr<ITovaInstanceName>>& results,
@@ -115,42 +116,74 @@ TOVSmrPtr<ITovaValue> Provider::executeMethod(TOVString, TOVSmrPtr<ITovaInstance
 
 // --- Association requests ----------------------------------------------------
 
-void Provider::associators(ICollector<TOVSmrPtr<ITovaValue>>&, const TOVString&,
-                           const TOVSmrPtr<ITovaInstanceName>&, const TOVSmrPtr<ITovaTransaction>&,
-                           const TOVString&, const TOVString&, const TOVString&, const TOVString&,
-                           const PropertyList&) {
-  throwTraversalUnavailable("kest::pf::Provider::associators");
+void Provider::associators(ICollector<TOVSmrPtr<ITovaValue>>& results, const TOVString& nameSpace,
+                           const TOVSmrPtr<ITovaInstanceName>& instanceName,
+                           const TOVSmrPtr<ITovaTransaction>&, const TOVString& assocClassName,
+                           const TOVString& resultClassName, const TOVString& role,
+                           const TOVString& resultRole, const PropertyList&) {
+  _instanceManager.associators(results, nameSpace, instanceName, assocClassName, role, resultRole,
+                               resultClassName, getTovaRepository());
 }
 
-Provider::ValueList Provider::associators(TOVString, TOVSmrPtr<ITovaInstanceName>,
-                                          TOVSmrPtr<ITovaTransaction>, TOVString, TOVString,
-                                          TOVString, TOVString) {
-  throwTraversalUnavailable("kest::pf::Provider::associators");
+Provider::ValueList Provider::associators(TOVString nameSpace,
+                                          TOVSmrPtr<ITovaInstanceName> instanceName,
+                                          TOVSmrPtr<ITovaTransaction> tovaTransaction,
+                                          TOVString assocClassName, TOVString resultClassName,
+                                          TOVString role, TOVString resultRole) {
+  VectorCollector<TOVSmrPtr<ITovaValue>> collector;
+  associators(collector, nameSpace, instanceName, tovaTransaction, assocClassName, resultClassName,
+              role, resultRole, PropertyList());
+  return listOf(collector);
 }
 
-void Provider::associatorNames(ICollector<TOVSmrPtr<ITovaInstanceName>>&, const TOVString&,
-                               const TOVSmrPtr<ITovaInstanceName>&,
-                               const TOVSmrPtr<ITovaTransaction>&, const TOVString&,
-                               const TOVString&, const TOVString&, const TOVString&) {
-  throwTraversalUnavailable("kest::pf::Provider::associatorNames");
+void Provider::associatorNames(ICollector<TOVSmrPtr<ITovaInstanceName>>& results,
+                               const TOVString& nameSpace,
+                               const TOVSmrPtr<ITovaInstanceName>& instanceName,
+                               const TOVSmrPtr<ITovaTransaction>& tovaTransaction,
+                               const TOVString& assocClassName, const TOVString& resultClassName,
+                               const TOVString& role, const TOVString& resultRole) {
+  VectorCollector<TOVSmrPtr<ITovaValue>> collector;
+  associators(collector, nameSpace, instanceName, tovaTransaction, assocClassName, resultClassName,
+              role, resultRole, PropertyList());
+  for (const TOVSmrPtr<ITovaValue>& value : collector) {
+    if (!value) continue;
+    const TOVSmrPtr<ITovaType> type = value->getType();
+    if (type->isReference()) {
+      results.add(value->getReference());
+    } else if (!type->isAtomic() && !type->isArray()) {
+      results.add(value->getObject()->getInstanceName());  // an embedded object
+    } else {
+      raiseFatal("! \"Unknown item type.\"", __LINE__);
+    }
+  }
 }
 
-void Provider::references(ICollector<TOVSmrPtr<ITovaObject>>&, const TOVString&,
-                          const TOVSmrPtr<ITovaInstanceName>&, const TOVSmrPtr<ITovaTransaction>&,
-                          const TOVString&, const TOVString&, const PropertyList&) {
-  throwTraversalUnavailable("kest::pf::Provider::references");
+void Provider::references(ICollector<TOVSmrPtr<ITovaObject>>& results, const TOVString&,
+                          const TOVSmrPtr<ITovaInstanceName>& instanceName,
+                          const TOVSmrPtr<ITovaTransaction>&, const TOVString& resultClassName,
+                          const TOVString& role, const PropertyList&) {
+  _instanceManager.references(results, instanceName, resultClassName, role);
 }
 
-Provider::ObjectList Provider::references(TOVString, TOVSmrPtr<ITovaInstanceName>,
-                                          TOVSmrPtr<ITovaTransaction>, TOVString, TOVString) {
-  throwTraversalUnavailable("kest::pf::Provider::references");
+Provider::ObjectList Provider::references(TOVString nameSpace,
+                                          TOVSmrPtr<ITovaInstanceName> instanceName,
+                                          TOVSmrPtr<ITovaTransaction> tovaTransaction,
+                                          TOVString resultClassName, TOVString role) {
+  VectorCollector<TOVSmrPtr<ITovaObject>> collector;
+  references(collector, nameSpace, instanceName, tovaTransaction, resultClassName, role,
+             PropertyList());
+  return listOf(collector);
 }
 
-void Provider::referenceNames(ICollector<TOVSmrPtr<ITovaInstanceName>>&, const TOVString&,
-                              const TOVSmrPtr<ITovaInstanceName>&,
-                              const TOVSmrPtr<ITovaTransaction>&, const TOVString&,
-                              const TOVString&) {
-  throwTraversalUnavailable("kest::pf::Provider::referenceNames");
+void Provider::referenceNames(ICollector<TOVSmrPtr<ITovaInstanceName>>& results,
+                              const TOVString& nameSpace,
+                              const TOVSmrPtr<ITovaInstanceName>& instanceName,
+                              const TOVSmrPtr<ITovaTransaction>& tovaTransaction,
+                              const TOVString& resultClassName, const TOVString& role) {
+  VectorCollector<TOVSmrPtr<ITovaObject>> collector;
+  references(collector, nameSpace, instanceName, tovaTransaction, resultClassName, role,
+             PropertyList());
+  for (const TOVSmrPtr<ITovaObject>& object : collector) results.add(object->getInstanceName());
 }
 
 // --- Refused, ignored and fatal requests ---------------------------------------

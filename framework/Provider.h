@@ -24,14 +24,20 @@ namespace kest::pf {
 //     postStartupIsComplete, debugDump;
 //   fatal (CI_ExFatal, code 51458): getClass, enumerateClasses,
 //     enumerateClassNames;
-//   association requests (associators, associatorNames, references,
-//     referenceNames): not served yet; they throw Exception (code 7) saying
-//     that association traversal is not available yet.
+//   association requests: associators and references (collector and list
+//     forms) from the instance manager's traversals, the collector form of
+//     associators with the namespace and the repository (null until
+//     initialize); associatorNames gives the name of each associator value (a
+//     reference's name, an embedded object's instance name; null values are
+//     skipped, any other value is fatal: CI_ExFatal "! \"Unknown item
+//     type.\"", code 51458, names already added stay added); referenceNames
+//     the name of each reference object.
 // The list-returning and name-returning forms call the provider's own
 // (virtual) collector forms, so a derived provider's overrides change them
 // too. No request catches anything: what the cache, a collector or the
-// provider's own code throws reaches the host unchanged. Namespaces,
-// transactions and property lists are accepted and ignored.
+// provider's own code throws reaches the host unchanged. Transactions and
+// property lists are accepted and ignored, and so are namespaces except by
+// associators, which hands its namespace to the repository's subclass test.
 //
 // Indications: off until enableIndications(); SMI-S lifecycle indications
 // additionally need active subscriptions (activateSubscription). Identifiers

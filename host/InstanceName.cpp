@@ -214,8 +214,16 @@ bool ITovaInstanceName::isClass() const { return false; }
 
 bool ITovaInstanceName::operator==(const ITovaInstanceName& other) const {
   if (this == &other) return true;
-  return toString() == other.toString();
+  if (const TOVString* mine = keptCanonicalText()) return other.hasCanonicalText(*mine);
+  return other.hasCanonicalText(toString());
 }
+
+bool ITovaInstanceName::hasCanonicalText(const TOVString& text) const {
+  if (const TOVString* mine = keptCanonicalText()) return *mine == text;
+  return toString() == text;
+}
+
+const TOVString* ITovaInstanceName::keptCanonicalText() const { return nullptr; }
 
 // ---------------------------------------------------------------------------
 // CTovaInstanceName
@@ -268,6 +276,8 @@ TOVSmrPtr<ITovaProperty> CTovaInstanceName::getKeyPropertyAt(unsigned long index
 }
 
 TOVString CTovaInstanceName::toString() const { return _text; }
+
+const TOVString* CTovaInstanceName::keptCanonicalText() const { return &_text; }
 
 TOVPropertyList CTovaInstanceName::getKeyProperties() const { return _keys; }
 

@@ -25,7 +25,9 @@
 //   toFullPathString(): "//host/namespace:" (each part when set: "//host" only
 //     with a host, "namespace:" only with a namespace) followed by toString().
 //   isClass(): false (instance names).
-//   operator==: true exactly when the toString() texts are equal.
+//   operator==: true exactly when the toString() texts are equal; names
+//     that keep their text (CTovaInstanceName) are compared without copying
+//     it.
 // getKeyPropertyAt(i) returns null for i >= getNumberOfKeyProperties().
 //
 // Threads: names are read concurrently by request threads; implementations
@@ -47,15 +49,27 @@ class ITovaInstanceName {
   bool operator==(const ITovaInstanceName& other) const;
   bool operator!=(const ITovaInstanceName& other) const { return !(*this == other); }
 
+  // True exactly when toString() equals text (exact comparison), so
+  // a.hasCanonicalText(b.toString()) is a == b. A name that keeps its text
+  // (keptCanonicalText) compares it in place: testing many names against one
+  // text taken once copies, builds and allocates nothing for such names.
+  bool hasCanonicalText(const TOVString& text) const;
+
  protected:
   // The canonical text computed from the virtual accessors (what toString()
   // returns unless overridden); for implementations that cache it.
   TOVString buildCanonicalText() const;
+
+  // The text toString() returns, when the implementation keeps it for its
+  // whole lifetime; null (the default) when toString() builds it. An
+  // implementation that overrides either keeps the two consistent.
+  virtual const TOVString* keptCanonicalText() const;
 };
 
 // CTovaInstanceName: the host's concrete instance name.
-// The canonical text is computed once, at construction; the key list must not
-// be changed afterwards.
+// The canonical text is computed once, at construction, and kept: toString()
+// returns it and equality compares it in place. The key list must not be
+// changed afterwards.
 class CTovaInstanceName : public ITovaInstanceName {
  public:
   // Stores keys as given (the list is shared with the caller, not copied). A
@@ -73,6 +87,9 @@ class CTovaInstanceName : public ITovaInstanceName {
   TOVString toString() const override;
   TOVPropertyList getKeyProperties() const override;
   void setNameSpacePath(const TOVSmrPtr<ITovaNameSpacePath>& path) override;
+
+ protected:
+  const TOVString* keptCanonicalText() const override;
 
  private:
   TOVString _className;

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "framework/Class.h"
@@ -54,12 +55,57 @@ constexpr const char* kDisk = "KEST_DiskDrive";
 constexpr const char* kFlash = "KEST_FlashDrive";
 constexpr const char* kVolume = "KEST_StorageVolume";
 constexpr const char* kBasedOn = "KEST_BasedOn";
+constexpr const char* kSystemDevice = "KEST_SystemDevice";
+constexpr const char* kSystem = "KEST_ArraySystem";
 
 // className.SystemName="array1",DeviceID="<id>" in root/kest.
 TOVSmrPtr<ITovaInstanceName> deviceName(const char* className, const char* id) {
   return makeName(className, {Key{"SystemName", make("array1")}, Key{"DeviceID", make(id)}},
                   makePath("array1", "root/kest"));
 }
+
+// The array itself, which the provider does not cache.
+TOVSmrPtr<ITovaInstanceName> systemName() {
+  return makeName(kSystem, "Name", make("array1"), makePath("array1", "root/kest"));
+}
+
+// The KEST_SystemDevice associations of a device are computed, never
+// cached: one joins the array (GroupComponent) to the device
+// (PartComponent).
+kest::pf::Class::ObjectList systemDevicesOf(const TOVSmrPtr<ITovaInstanceName>& device) {
+  const TOVSmrPtr<CTovaObject> link(new CTovaObject(kSystemDevice));
+  link->setProperty("GroupComponent", refTo(systemName()));
+  link->setProperty("PartComponent", refTo(device));
+  kest::pf::Class::ObjectList list(new TOVValSlist<TOVSmrPtr<ITovaObject>>());
+  list->append(CTovaObject::iPtr(link));
+  return list;
+}
+
+// The associators function of KEST_SystemDevice, for devices the cache does
+// not hold.
+kest::pf::Class::ObjectList systemDeviceAssociators(const TOVSmrPtr<ITovaInstanceName>& device,
+                                                    const TOVString& /*nameSpace*/,
+                                                    kest::pf::Context* /*context*/, bool& handled,
+                                                    const TOVString& /*resultClassName*/) {
+  handled = true;
+  return systemDevicesOf(device);
+}
+
+// A device of the array: it answers KEST_SystemDevice itself and leaves
+// every other association to the cache.
+class Device : public TestInstance {
+ public:
+  using TestInstance::TestInstance;
+
+  ObjectList associators(const TOVString& assocClassName, const TOVString& resultClassName,
+                         bool& handled, kest::pf::Context* context) override {
+    if (assocClassName.compareTo(kSystemDevice, 0) != 0) {
+      return TestInstance::associators(assocClassName, resultClassName, handled, context);
+    }
+    handled = true;
+    return systemDevicesOf(getInstanceName());
+  }
+};
 
 // An association that takes itself out of the cache when an object it joins
 // goes away.
@@ -79,6 +125,8 @@ class BasedOnLink : public TestInstance {
 //       KEST_FlashDrive
 //     KEST_StorageVolume
 //   KEST_BasedOn (association: Antecedent disk, Dependent volume)
+//   KEST_SystemDevice (association: GroupComponent array, PartComponent
+//     device; computed, never cached)
 // and caches what a refresh finds.
 class ArrayProvider : public TestProvider {
  public:
@@ -89,6 +137,7 @@ class ArrayProvider : public TestProvider {
     const TOVSmrPtr<Class> flash = declare(kFlash);
     const TOVSmrPtr<Class> volume = declare(kVolume);
     declare(kBasedOn, true);
+    declare(kSystemDevice, true, systemDeviceAssociators);
     _classes.link(device, disk);
     _classes.link(device, volume);
     _classes.link(disk, flash);
@@ -98,7 +147,7 @@ class ArrayProvider : public TestProvider {
 
   TOVSmrPtr<TestInstance> addDevice(const char* className, const char* id) {
     const TOVSmrPtr<TestInstance> device(
-        new TestInstance(getInstanceManager(), className, deviceName(className, id)));
+        new Device(getInstanceManager(), className, deviceName(className, id)));
     device->setProperty("DeviceID", make(id));
     getInstanceManager().registerInstance(device);
     return device;
@@ -123,8 +172,10 @@ class ArrayProvider : public TestProvider {
   }
 
  private:
-  TOVSmrPtr<Class> declare(const char* className, bool isAssociation = false) {
-    const TOVSmrPtr<Class> cls = _classes.make(className, isAssociation);
+  TOVSmrPtr<Class> declare(const char* className, bool isAssociation = false,
+                           Class::AssociatorsFunction associators = nullptr) {
+    const TOVSmrPtr<Class> cls =
+        _classes.make(className, isAssociation, nullptr, nullptr, associators);
     getInstanceManager().registerClass(cls);
     return cls;
   }
@@ -146,7 +197,15 @@ class ProviderRequestsTest : public ::testing::Test {
 
   // What the host does when it loads the provider, then the first refresh.
   void SetUp() override {
-    _host.initialize(_repository);
+    // The host's class definitions.
+    _repository->addClass("root/kest", kDevice, "");
+    _repository->addClass("root/kest", kDisk, kDevice);
+    _repository->addClass("root/kest", kFlash, kDisk);
+    _repository->addClass("root/kest", kVolume, kDevice);
+    _repository->addClass("root/kest", kBasedOn, "");
+    _repository->addClass("root/kest", kSystemDevice, "");
+    _repository->addClass("root/kest", kSystem, "");
+    _host.initialize(TOVSmrPtr<ITovaRepository>(_repository));
     _host.setWorkArea("/var/lib/kest/array");
     _host.setProviderContext(_context);
     _host.startup();
@@ -178,10 +237,43 @@ class ProviderRequestsTest : public ::testing::Test {
     return indication->getPropertyByName("SourceInstance", true)->getValue()->getObject();
   }
 
+  // The host's associators request in root/kest: each value's object, or
+  // null for a value that holds a name.
+  std::vector<ITovaObject*> associatorsOf(const TOVSmrPtr<ITovaInstanceName>& name,
+                                          const char* assocClass, const char* resultClass = "",
+                                          const char* role = "", const char* resultRole = "") {
+    VectorCollector<TOVSmrPtr<ITovaValue>> values;
+    _host.associators(values, "root/kest", name, nullptr, assocClass, resultClass, role, resultRole,
+                      nullptr);
+    std::vector<ITovaObject*> objects;
+    for (const TOVSmrPtr<ITovaValue>& value : values) objects.push_back(value->getObject().get());
+    return objects;
+  }
+
+  // The host's references request in root/kest.
+  std::vector<ITovaObject*> referencesOf(const TOVSmrPtr<ITovaInstanceName>& name,
+                                         const char* resultClass, const char* role = "") {
+    VectorCollector<TOVSmrPtr<ITovaObject>> objects;
+    _host.references(objects, "root/kest", name, nullptr, resultClass, role, nullptr);
+    std::vector<ITovaObject*> pointers;
+    for (const TOVSmrPtr<ITovaObject>& object : objects) pointers.push_back(object.get());
+    return pointers;
+  }
+
+  // The texts of the names a name request gives.
+  static std::vector<std::string> texts(
+      const VectorCollector<TOVSmrPtr<ITovaInstanceName>>& names) {
+    std::vector<std::string> result;
+    for (const TOVSmrPtr<ITovaInstanceName>& name : names) {
+      result.push_back(name->toString().toStdString());
+    }
+    return result;
+  }
+
   ArrayProvider _provider;
   kest::IProvider& _host;
   TOVSmrPtr<RecordingProviderContext> _context;
-  TOVSmrPtr<ITovaRepository> _repository;
+  TOVSmrPtr<CTovaRepository> _repository;
   TOVSmrPtr<TestInstance> _device, _disk, _flash, _volume;
   TOVSmrPtr<BasedOnLink> _diskLink, _flashLink;
 };
@@ -189,7 +281,7 @@ class ProviderRequestsTest : public ::testing::Test {
 }  // namespace
 
 TEST_F(ProviderRequestsTest, TheHostsSetUpReachesTheProvider) {
-  EXPECT_TRUE(_provider.getTovaRepository() == _repository);
+  EXPECT_TRUE(_provider.getTovaRepository() == TOVSmrPtr<ITovaRepository>(_repository));
   EXPECT_EQ(_provider.getWorkAreaPath(), "/var/lib/kest/array");
   EXPECT_TRUE(_host.getProviderContext() == _context);
   EXPECT_EQ(_provider.lifecycle(), (std::vector<std::string>{"startup", "postStartup"}));
@@ -375,35 +467,127 @@ TEST_F(ProviderRequestsTest, AnObserverRegisteredThroughTheHostLandsOnTheCachedO
   EXPECT_TRUE(_volume->observers().isEmpty());
 }
 
-TEST_F(ProviderRequestsTest, AssociationRequestsAreRefusedForNow) {
-  const TOVSmrPtr<ITovaInstanceName> disk = deviceName(kDisk, "disk0");
-  VectorCollector<TOVSmrPtr<ITovaValue>> values;
-  VectorCollector<TOVSmrPtr<ITovaObject>> objects;
+TEST_F(ProviderRequestsTest, AssociatorsOfADiskServeTheCachedVolumeItHolds) {
+  EXPECT_EQ(associatorsOf(deviceName(kDisk, "disk0"), kBasedOn),
+            std::vector<ITovaObject*>{_volume.get()});
+  EXPECT_EQ(associatorsOf(deviceName(kDisk, "disk0"), kBasedOn, kVolume, "Antecedent", "Dependent"),
+            std::vector<ITovaObject*>{_volume.get()});
+  EXPECT_TRUE(associatorsOf(deviceName(kDisk, "disk0"), kBasedOn, "", "Dependent").empty());
+}
+
+TEST_F(ProviderRequestsTest, AssociatorsOfAVolumeAreFilteredThroughTheHostsClassDefinitions) {
+  const TOVSmrPtr<ITovaInstanceName> volume = deviceName(kVolume, "vol0");
+
+  EXPECT_EQ(associatorsOf(volume, kBasedOn),
+            (std::vector<ITovaObject*>{_disk.get(), _flash.get()}));
+  EXPECT_EQ(associatorsOf(volume, kBasedOn, kDisk),
+            (std::vector<ITovaObject*>{_disk.get(), _flash.get()}));
+  EXPECT_EQ(associatorsOf(volume, kBasedOn, "kest_flashdrive"),
+            std::vector<ITovaObject*>{_flash.get()});
+  EXPECT_TRUE(associatorsOf(volume, kBasedOn, kVolume).empty());
+}
+
+TEST_F(ProviderRequestsTest, EveryAssociatorFormServesTheSameObjects) {
+  const TOVSmrPtr<ITovaInstanceName> volume = deviceName(kVolume, "vol0");
+  const kest::IProvider::ValueList list =
+      _host.associators("root/kest", volume, nullptr, kBasedOn, kDisk, "Dependent", "Antecedent");
   VectorCollector<TOVSmrPtr<ITovaInstanceName>> names;
-  std::vector<int> codes;
-  const auto codeOf = [&](auto request) {
-    try {
-      request();
-      codes.push_back(0);
-    } catch (const Exception& e) {
-      codes.push_back(e.getCode());
-    }
-  };
+  _host.associatorNames(names, "root/kest", volume, nullptr, kBasedOn, kDisk, "Dependent",
+                        "Antecedent");
 
-  codeOf([&] {
-    _host.associators(values, "root/kest", disk, nullptr, kBasedOn, kVolume, "", "", nullptr);
-  });
-  codeOf([&] { _host.associators("root/kest", disk, nullptr, kBasedOn, kVolume, "", ""); });
-  codeOf(
-      [&] { _host.associatorNames(names, "root/kest", disk, nullptr, kBasedOn, kVolume, "", ""); });
-  codeOf([&] { _host.references(objects, "root/kest", disk, nullptr, kBasedOn, "", nullptr); });
-  codeOf([&] { _host.references("root/kest", disk, nullptr, kBasedOn, ""); });
-  codeOf([&] { _host.referenceNames(names, "root/kest", disk, nullptr, kBasedOn, ""); });
+  ASSERT_FALSE(list.isNull());
+  std::vector<ITovaObject*> fromList;
+  for (const TOVSmrPtr<ITovaValue>& value : *list) fromList.push_back(value->getObject().get());
+  EXPECT_EQ(fromList, (std::vector<ITovaObject*>{_disk.get(), _flash.get()}));
+  EXPECT_EQ(texts(names), (std::vector<std::string>{
+                              "kest_diskdrive.deviceid=\"disk0\",systemname=\"array1\"",
+                              "kest_flashdrive.deviceid=\"flash0\",systemname=\"array1\""}));
+  EXPECT_TRUE(names.rep[0] == _disk->getInstanceName());
+}
 
-  EXPECT_EQ(codes, (std::vector<int>{7, 7, 7, 7, 7, 7}));
-  EXPECT_TRUE(values.rep.empty());
-  EXPECT_TRUE(objects.rep.empty());
-  EXPECT_TRUE(names.rep.empty());
+TEST_F(ProviderRequestsTest, ReferencesOfAVolumeServeTheLinksThatNameIt) {
+  const TOVSmrPtr<ITovaInstanceName> volume = deviceName(kVolume, "vol0");
+
+  EXPECT_EQ(referencesOf(volume, kBasedOn),
+            (std::vector<ITovaObject*>{_diskLink.get(), _flashLink.get()}));
+  EXPECT_EQ(referencesOf(volume, ""),
+            (std::vector<ITovaObject*>{_diskLink.get(), _flashLink.get()}));
+  EXPECT_EQ(referencesOf(volume, kBasedOn, "dependent"),
+            (std::vector<ITovaObject*>{_diskLink.get(), _flashLink.get()}));
+  EXPECT_TRUE(referencesOf(volume, kBasedOn, "Antecedent").empty());
+  EXPECT_EQ(referencesOf(deviceName(kFlash, "flash0"), kBasedOn),
+            std::vector<ITovaObject*>{_flashLink.get()});
+}
+
+TEST_F(ProviderRequestsTest, EveryReferenceFormServesTheSameLinks) {
+  const TOVSmrPtr<ITovaInstanceName> volume = deviceName(kVolume, "vol0");
+  const kest::IProvider::ObjectList list =
+      _host.references("root/kest", volume, nullptr, kBasedOn, "Dependent");
+  VectorCollector<TOVSmrPtr<ITovaInstanceName>> names;
+  _host.referenceNames(names, "root/kest", volume, nullptr, kBasedOn, "Dependent");
+
+  ASSERT_FALSE(list.isNull());
+  std::vector<ITovaObject*> fromList;
+  for (const TOVSmrPtr<ITovaObject>& object : *list) fromList.push_back(object.get());
+  EXPECT_EQ(fromList, (std::vector<ITovaObject*>{_diskLink.get(), _flashLink.get()}));
+  ASSERT_EQ(names.rep.size(), 2u);
+  EXPECT_TRUE(names.rep[0] == _diskLink->getInstanceName());
+  EXPECT_TRUE(names.rep[1] == _flashLink->getInstanceName());
+}
+
+TEST_F(ProviderRequestsTest, AfterADiskIsRemovedItsLinkIsNoLongerServed) {
+  ASSERT_TRUE(_provider.removeDevice(_disk));
+  const TOVSmrPtr<ITovaInstanceName> volume = deviceName(kVolume, "vol0");
+
+  EXPECT_EQ(referencesOf(volume, kBasedOn), std::vector<ITovaObject*>{_flashLink.get()});
+  EXPECT_EQ(associatorsOf(volume, kBasedOn), std::vector<ITovaObject*>{_flash.get()});
+  EXPECT_TRUE(referencesOf(deviceName(kDisk, "disk0"), kBasedOn).empty());
+}
+
+TEST_F(ProviderRequestsTest, ACachedDeviceAnswersItsSystemItself) {
+  VectorCollector<TOVSmrPtr<ITovaInstanceName>> names;
+  _host.associatorNames(names, "root/kest", deviceName(kDisk, "disk0"), nullptr, kSystemDevice, "",
+                        "", "");
+
+  EXPECT_EQ(texts(names), std::vector<std::string>{"kest_arraysystem.name=\"array1\""});
+  EXPECT_EQ(associatorsOf(deviceName(kDisk, "disk0"), kSystemDevice, kSystem, "PartComponent",
+                          "GroupComponent"),
+            std::vector<ITovaObject*>{nullptr});
+  EXPECT_TRUE(
+      associatorsOf(deviceName(kDisk, "disk0"), kSystemDevice, "", "GroupComponent").empty());
+}
+
+TEST_F(ProviderRequestsTest, ADeviceTheCacheDoesNotHoldIsAnsweredByTheClassFunction) {
+  VectorCollector<TOVSmrPtr<ITovaInstanceName>> names;
+  _host.associatorNames(names, "root/kest", deviceName(kDisk, "disk7"), nullptr,
+                        "kest_systemdevice", "", "", "");
+
+  EXPECT_EQ(texts(names), std::vector<std::string>{"kest_arraysystem.name=\"array1\""});
+  // Without a class to ask, an uncached device has no associators.
+  EXPECT_TRUE(associatorsOf(deviceName(kDisk, "disk7"), "").empty());
+}
+
+TEST_F(ProviderRequestsTest, ConcurrentAssociationRequestsAllSeeTheSameCache) {
+  const TOVSmrPtr<ITovaInstanceName> volume = deviceName(kVolume, "vol0");
+  std::vector<int> mismatches(4, 0);
+  std::vector<std::thread> requests;
+  for (int t = 0; t < 4; ++t) {
+    requests.emplace_back([&, t] {
+      for (int i = 0; i < 100; ++i) {
+        VectorCollector<TOVSmrPtr<ITovaValue>> values;
+        _host.associators(values, "root/kest", volume, nullptr, kBasedOn, kDisk, "", "", nullptr);
+        VectorCollector<TOVSmrPtr<ITovaInstanceName>> names;
+        _host.referenceNames(names, "root/kest", volume, nullptr, "", "");
+        if (values.rep.size() != 2 || values.rep[1]->getObject().get() != _flash.get() ||
+            names.rep.size() != 2 || !(names.rep[0] == _diskLink->getInstanceName())) {
+          ++mismatches[t];
+        }
+      }
+    });
+  }
+  for (std::thread& request : requests) request.join();
+
+  EXPECT_EQ(mismatches, std::vector<int>(4, 0));
 }
 
 TEST_F(ProviderRequestsTest, ClassRequestsAreFatal) {

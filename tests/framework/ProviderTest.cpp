@@ -8,7 +8,6 @@
 #include <set>
 #include <sstream>
 #include <string>
-#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -20,7 +19,6 @@
 #include "host/CimType.h"
 #include "host/Config.h"
 #include "host/Exception.h"
-#include "host/Fatal.h"
 #include "host/Http.h"
 #include "host/Indication.h"
 #include "host/IndicationServices.h"
@@ -46,6 +44,8 @@ using kest::pf::Exception;
 using kest::pf::Instance;
 using kest::pf::InstanceManager;
 using kest::testing::ClassTree;
+using kest::testing::Fatal;
+using kest::testing::fatalOf;
 using kest::testing::make;
 using kest::testing::makeName;
 using kest::testing::makePath;
@@ -72,24 +72,6 @@ ParameterList parameters(const char* name, const TOVSmrPtr<ITovaValue>& value) {
 
 ParameterList emptyParameters() {
   return ParameterList(new TOVValSlist<TOVSmrPtr<ITovaActualParameter>>());
-}
-
-// What a caught fatal assertion carried.
-struct Fatal {
-  bool caught = false;
-  TOVString text;
-  int code = 0;
-};
-
-template <typename F>
-Fatal fatalOf(F f) {
-  Fatal fatal;
-  try {
-    f();
-  } catch (const CI_ExFatal& e) {
-    fatal = Fatal{true, e.getText(), e.getCode()};
-  }
-  return fatal;
 }
 
 // A subscriber that only counts what reaches it.
@@ -702,76 +684,6 @@ TEST_F(ProviderTest, EnumerateClassNamesIsFatal) {
   EXPECT_EQ(fatal.text, "! \"enumerateClassNames (not) implemented\"");
   EXPECT_EQ(fatal.code, 51458);
   EXPECT_TRUE(classNames.rep.empty());
-}
-
-namespace {
-
-void expectAssociationTraversalRefused(const Thrown& e, const char* where) {
-  ASSERT_TRUE(e.caught) << where;
-  EXPECT_EQ(e.type, "Provider");
-  EXPECT_EQ(e.where, where);
-  EXPECT_EQ(e.message, "Association traversal is not available yet");
-  EXPECT_NE(e.message.view().find("not available yet"), std::string_view::npos);
-  EXPECT_EQ(e.code, 7);
-}
-
-}  // namespace
-
-TEST_F(ProviderTest, AssociatorsIsRefusedAsNotAvailableYet) {
-  declareTree();
-  const TOVSmrPtr<ITovaInstanceName> name = diskName("Test_Base", "a");
-  VectorCollector<TOVSmrPtr<ITovaValue>> values;
-
-  expectAssociationTraversalRefused(thrownAs<Exception>([&] {
-                                      _provider.associators(values, "root/kest", name, nullptr, "",
-                                                            "", "", "", nullptr);
-                                    }),
-                                    "kest::pf::Provider::associators");
-  expectAssociationTraversalRefused(
-      thrownAs<Exception>(
-          [&] { _provider.associators("root/kest", name, nullptr, "", "", "", ""); }),
-      "kest::pf::Provider::associators");
-  EXPECT_TRUE(values.rep.empty());
-}
-
-TEST_F(ProviderTest, AssociatorNamesIsRefusedAsNotAvailableYet) {
-  declareTree();
-  VectorCollector<TOVSmrPtr<ITovaInstanceName>> names;
-
-  expectAssociationTraversalRefused(thrownAs<Exception>([&] {
-                                      _provider.associatorNames(names, "root/kest",
-                                                                diskName("Test_Base", "a"), nullptr,
-                                                                "", "", "", "");
-                                    }),
-                                    "kest::pf::Provider::associatorNames");
-  EXPECT_TRUE(names.rep.empty());
-}
-
-TEST_F(ProviderTest, ReferencesIsRefusedAsNotAvailableYet) {
-  declareTree();
-  const TOVSmrPtr<ITovaInstanceName> name = diskName("Test_Base", "a");
-  VectorCollector<TOVSmrPtr<ITovaObject>> objects;
-
-  expectAssociationTraversalRefused(
-      thrownAs<Exception>(
-          [&] { _provider.references(objects, "root/kest", name, nullptr, "", "", nullptr); }),
-      "kest::pf::Provider::references");
-  expectAssociationTraversalRefused(
-      thrownAs<Exception>([&] { _provider.references("root/kest", name, nullptr, "", ""); }),
-      "kest::pf::Provider::references");
-  EXPECT_TRUE(objects.rep.empty());
-}
-
-TEST_F(ProviderTest, ReferenceNamesIsRefusedAsNotAvailableYet) {
-  declareTree();
-  VectorCollector<TOVSmrPtr<ITovaInstanceName>> names;
-
-  expectAssociationTraversalRefused(
-      thrownAs<Exception>([&] {
-        _provider.referenceNames(names, "root/kest", diskName("Test_Base", "a"), nullptr, "", "");
-      }),
-      "kest::pf::Provider::referenceNames");
-  EXPECT_TRUE(names.rep.empty());
 }
 
 // --- HTTP -------------------------------------------------------------------

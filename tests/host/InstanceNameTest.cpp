@@ -59,6 +59,29 @@ class OwnEqualityName : public PlainInstanceName {
   mutable int baseTypeCalls = 0;
 };
 
+// Counts how often its text is asked for.
+class CountingPlainName : public PlainInstanceName {
+ public:
+  using PlainInstanceName::PlainInstanceName;
+  TOVString toString() const override {
+    ++toStringCalls;
+    return PlainInstanceName::toString();
+  }
+  mutable int toStringCalls = 0;
+};
+
+// A host name that counts how often its text is asked for through toString().
+class CountingHostName : public CTovaInstanceName {
+ public:
+  CountingHostName(const char* className, const std::vector<Key>& keys)
+      : CTovaInstanceName(className, keyList(keys), PathPtr()) {}
+  TOVString toString() const override {
+    ++toStringCalls;
+    return CTovaInstanceName::toString();
+  }
+  mutable int toStringCalls = 0;
+};
+
 // ---------------------------------------------------------------------------
 
 TEST(CTovaNameSpacePathTest, ReportsHostAndNameSpace) {
@@ -284,6 +307,35 @@ TEST(CTovaInstanceNameTest, TextIsComputedOnceAtConstruction) {
   EXPECT_EQ(name.toString().c_str(), before.c_str());
 }
 
+TEST(CTovaInstanceNameTest, HasCanonicalTextComparesExactlyWithTheText) {
+  const NamePtr name = makeName("CIM_Disk", {{"Id", make("a")}});
+  EXPECT_TRUE(name->hasCanonicalText("cim_disk.id=\"a\""));
+  EXPECT_TRUE(name->hasCanonicalText(name->toString()));
+  EXPECT_FALSE(name->hasCanonicalText("CIM_Disk.id=\"a\""));
+  EXPECT_FALSE(name->hasCanonicalText("cim_disk.id=\"A\""));
+  EXPECT_FALSE(name->hasCanonicalText("cim_disk.id=\""));
+  EXPECT_FALSE(name->hasCanonicalText(""));
+  EXPECT_FALSE(name->hasCanonicalText(TOVString()));
+  EXPECT_TRUE(makeName("", {})->hasCanonicalText(TOVString()));
+}
+
+TEST(CTovaInstanceNameTest, EqualityAndTextTestReadTheKeptTextInPlace) {
+  const CountingHostName disk("CIM_Disk", {{"Id", make(1)}});
+  const CountingHostName same("cim_disk", {{"ID", make(1)}});
+  const CountingHostName other("CIM_Disk", {{"Id", make(2)}});
+  const ITovaInstanceName& a = disk;
+  const ITovaInstanceName& b = same;
+  const ITovaInstanceName& c = other;
+
+  EXPECT_TRUE(a == b);
+  EXPECT_FALSE(a == c);
+  EXPECT_TRUE(c != b);
+  EXPECT_TRUE(a.hasCanonicalText("cim_disk.id=1"));
+  EXPECT_FALSE(c.hasCanonicalText("cim_disk.id=1"));
+
+  EXPECT_EQ(disk.toStringCalls + same.toStringCalls + other.toStringCalls, 0);
+}
+
 TEST(CTovaInstanceNameTest, StoresTheKeyListAsGiven) {
   const TOVPropertyList keys = keyList({{"k", make(1)}, {"j", make(2)}});
   const CTovaInstanceName name("C", keys, PathPtr());
@@ -413,6 +465,28 @@ TEST(ITovaInstanceNameTest, EqualityHoldsAcrossImplementations) {
   EXPECT_TRUE(right == left);
   EXPECT_FALSE(left != right);
   EXPECT_FALSE(left == *makeName("x", {{"k", make(8)}}));
+}
+
+TEST(ITovaInstanceNameTest, HasCanonicalTextBuildsTheTextOfANameThatKeepsNone) {
+  const CountingPlainName plain("X", {{"K", make(TOVuint8{9})}});
+
+  EXPECT_TRUE(plain.hasCanonicalText("x.k=9"));
+  EXPECT_FALSE(plain.hasCanonicalText("X.k=9"));
+  EXPECT_EQ(plain.toStringCalls, 2);
+}
+
+TEST(ITovaInstanceNameTest, MixedEqualityBuildsOnlyTheTextOfTheNameThatKeepsNone) {
+  const CountingPlainName plain("X", {{"K", make(TOVuint8{9})}});
+  const CountingHostName host("x", {{"k", make(9LL)}});
+  const ITovaInstanceName& left = plain;
+  const ITovaInstanceName& right = host;
+
+  EXPECT_TRUE(left == right);
+  EXPECT_TRUE(right == left);
+  EXPECT_EQ(plain.toStringCalls, 2);
+  EXPECT_EQ(host.toStringCalls, 0);
+  EXPECT_TRUE(left == left);
+  EXPECT_EQ(plain.toStringCalls, 2);
 }
 
 TEST(ITovaInstanceNameTest, DerivedOwnEqualityIsPickedWithoutAmbiguity) {

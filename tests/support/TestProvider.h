@@ -96,13 +96,14 @@ class ClassTree {
     }
   }
 
-  // A new class without an associators function.
+  // A new class, by default without functions.
   TOVSmrPtr<kest::pf::Class> make(
       const TOVString& className, bool isAssociation = false,
       kest::pf::Class::CreateInstanceFunction createInstance = nullptr,
-      kest::pf::Class::CreateAllInstancesFunction createAllInstances = nullptr) {
-    TOVSmrPtr<kest::pf::Class> cls(
-        new kest::pf::Class(className, createAllInstances, createInstance, isAssociation, nullptr));
+      kest::pf::Class::CreateAllInstancesFunction createAllInstances = nullptr,
+      kest::pf::Class::AssociatorsFunction associators = nullptr) {
+    TOVSmrPtr<kest::pf::Class> cls(new kest::pf::Class(className, createAllInstances,
+                                                       createInstance, isAssociation, associators));
     keep(cls);
     return cls;
   }

@@ -1,7 +1,9 @@
 #pragma once
 
-// Captures what a call throws, so tests can compare every text of an error.
+// Captures what a call throws, so tests can compare every text of an error
+// (and the text and code of a fatal assertion).
 
+#include "host/Fatal.h"
 #include "host/String.h"
 
 namespace kest::testing {
@@ -25,6 +27,26 @@ Thrown thrownAs(F f) {
     thrown = Thrown{true, e.getType(), e.getWhere(), e.getWho(), e.getMessage(), e.getCode()};
   }
   return thrown;
+}
+
+// What a caught fatal assertion (CI_ExFatal) carried; caught is false when
+// the call threw nothing.
+struct Fatal {
+  bool caught = false;
+  TOVString text;
+  int code = 0;
+};
+
+// Runs f and returns the CI_ExFatal it threw; anything else propagates.
+template <typename F>
+Fatal fatalOf(F f) {
+  Fatal fatal;
+  try {
+    f();
+  } catch (const CI_ExFatal& e) {
+    fatal = Fatal{true, e.getText(), e.getCode()};
+  }
+  return fatal;
 }
 
 }  // namespace kest::testing

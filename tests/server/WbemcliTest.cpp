@@ -265,3 +265,142 @@ TEST_F(WbemcliTest, AnErrorAfterStreamingBeganTravelsInTheTrailers) {
   EXPECT_EQ(response.body.find("<ERROR"), std::string::npos);
 }
 
+
+namespace {
+
+const char* const kBarB1 = "HOST/root/cimv2:Test_Bar.Tag=\"b1\"";
+const char* const kBarB2 = "HOST/root/cimv2:Test_Bar.Tag=\"b2\"";
+
+// The Test_FooBar object from abc to the Test_Bar tagged tag, as a path and
+// with its properties.
+std::string fooBarPath(const std::string& tag) {
+  return "HOST/root/cimv2:Test_FooBar.Antecedent=HOST/root/cimv2Test_Foo.Name=\"abc\",Id=42,"
+         "Dependent=HOST/root/cimv2Test_Bar.Tag=\"" + tag + "\"";
+}
+std::string fooBarLine(const std::string& tag, int weight) {
+  return fooBarPath(tag) + " Antecedent=HOST/root/cimv2Test_Foo.Name=\"abc\",Id=42,"
+                           "Dependent=HOST/root/cimv2Test_Bar.Tag=\"" + tag + "\",Weight=" +
+         std::to_string(weight) + "\n";
+}
+
+struct AssociationCase {
+  std::vector<std::string> args;  // the command, its filter options, then the object
+  std::string expected;
+};
+
+}  // namespace
+
+TEST_F(WbemcliTest, AssociatorsPrintEveryAssociatedObjectWithItsProperties) {
+  const WbemcliRun run = wbemcli({"ai", kAbc});
+  EXPECT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_EQ(run.out, std::string(kBarB1) + " Tag=\"b1\",Size=1024\n" + kBarB2 +
+                         " Tag=\"b2\",Size=2048\n");
+  ASSERT_EQ(run.responses.size(), 1u);
+  EXPECT_TRUE(run.responses[0].chunked);
+  const WbemcliRun sizes = wbemcli({"ai", kAbc, "Size"});
+  EXPECT_EQ(sizes.out, std::string(kBarB1) + " Size=1024\n" + kBarB2 + " Size=2048\n");
+  const WbemcliRun weights = wbemcli({"ri", kAbc, "Weight"});
+  EXPECT_EQ(weights.out, fooBarPath("b1") + " Weight=3\n" + fooBarPath("b2") + " Weight=4\n");
+}
+
+TEST_F(WbemcliTest, AssociatorsLeaveOutAnObjectThatCannotBeFetched) {
+  const WbemcliRun run = wbemcli({"ai", "URL/root/cimv2:Test_FooChild.Name=\"kid\",Id=1"});
+  EXPECT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_EQ(run.out, std::string(kBarB1) + " Tag=\"b1\",Size=1024\n");
+  const WbemcliRun names = wbemcli({"ain", "URL/root/cimv2:Test_FooChild.Name=\"kid\",Id=1"});
+  EXPECT_EQ(names.out, std::string(kBarB1) + "\nHOST/root/cimv2:Test_Bar.Tag=\"ghost\"\n");
+}
+
+TEST_F(WbemcliTest, AssociatorsHonourEveryFilter) {
+  const std::string both = std::string(kBarB1) + " Tag=\"b1\",Size=1024\n" + kBarB2 +
+                           " Tag=\"b2\",Size=2048\n";
+  const std::vector<AssociationCase> cases = {
+      {{"ai", "-ac", "Test_FooBar"}, both},
+      {{"ai", "-ac", "Test_Unrelated"}, ""},
+      {{"ai", "-arc", "Test_Bar"}, both},
+      {{"ai", "-arc", "Test_Foo"}, ""},
+      {{"ai", "-ar", "Antecedent"}, both},
+      {{"ai", "-ar", "Dependent"}, ""},
+      {{"ai", "-arr", "Dependent"}, both},
+      {{"ai", "-arr", "Antecedent"}, ""},
+      {{"ai", "-ac", "Test_FooBar", "-arc", "Test_Bar", "-ar", "Antecedent", "-arr", "Dependent"},
+       both},
+  };
+  for (AssociationCase c : cases) {
+    c.args.push_back(kAbc);
+    const WbemcliRun run = wbemcli(c.args);
+    EXPECT_EQ(run.exitCode, 0) << c.args[2] << " " << c.args[3] << ": " << run.err;
+    EXPECT_EQ(run.out, c.expected) << c.args[2] << " " << c.args[3];
+  }
+}
+
+TEST_F(WbemcliTest, AssociatorNamesHonourEveryFilter) {
+  const std::string both = std::string(kBarB1) + "\n" + kBarB2 + "\n";
+  const std::vector<AssociationCase> cases = {
+      {{"ain"}, both},
+      {{"ain", "-ac", "Test_FooBar"}, both},
+      {{"ain", "-ac", "Test_Unrelated"}, ""},
+      {{"ain", "-arc", "Test_Bar"}, both},
+      {{"ain", "-arc", "Test_FooChild"}, ""},
+      {{"ain", "-ar", "Antecedent"}, both},
+      {{"ain", "-ar", "Dependent"}, ""},
+      {{"ain", "-arr", "Dependent"}, both},
+      {{"ain", "-arr", "Antecedent"}, ""},
+  };
+  for (AssociationCase c : cases) {
+    c.args.push_back(kAbc);
+    const WbemcliRun run = wbemcli(c.args);
+    EXPECT_EQ(run.exitCode, 0) << c.args.size() << ": " << run.err;
+    EXPECT_EQ(run.out, c.expected) << (c.args.size() > 2 ? c.args[1] + " " + c.args[2] : "");
+  }
+  // From the other end, subclasses included.
+  EXPECT_EQ(wbemcli({"ain", "URL/root/cimv2:Test_Bar.Tag=\"b1\""}).out,
+            "HOST/root/cimv2:Test_Foo.Name=\"abc\",Id=42\n"
+            "HOST/root/cimv2:Test_FooChild.Name=\"kid\",Id=1\n");
+  EXPECT_EQ(wbemcli({"ain", "-arc", "Test_FooChild", "URL/root/cimv2:Test_Bar.Tag=\"b1\""}).out,
+            "HOST/root/cimv2:Test_FooChild.Name=\"kid\",Id=1\n");
+}
+
+TEST_F(WbemcliTest, ReferencesHonourEveryFilter) {
+  const std::string both = fooBarLine("b1", 3) + fooBarLine("b2", 4);
+  const std::vector<AssociationCase> cases = {
+      {{"ri"}, both},
+      {{"ri", "-arc", "Test_FooBar"}, both},
+      {{"ri", "-arc", "Test_Bar"}, ""},
+      {{"ri", "-ar", "Antecedent"}, both},
+      {{"ri", "-ar", "Dependent"}, ""},
+  };
+  for (AssociationCase c : cases) {
+    c.args.push_back(kAbc);
+    const WbemcliRun run = wbemcli(c.args);
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_EQ(run.out, c.expected) << (c.args.size() > 2 ? c.args[1] + " " + c.args[2] : "");
+  }
+}
+
+TEST_F(WbemcliTest, ReferenceNamesHonourEveryFilter) {
+  const std::string both = fooBarPath("b1") + "\n" + fooBarPath("b2") + "\n";
+  const std::vector<AssociationCase> cases = {
+      {{"rin"}, both},
+      {{"rin", "-arc", "Test_FooBar"}, both},
+      {{"rin", "-arc", "Test_Bar"}, ""},
+      {{"rin", "-ar", "Antecedent"}, both},
+      {{"rin", "-ar", "Dependent"}, ""},
+  };
+  for (AssociationCase c : cases) {
+    c.args.push_back(kAbc);
+    const WbemcliRun run = wbemcli(c.args);
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_EQ(run.out, c.expected) << (c.args.size() > 2 ? c.args[1] + " " + c.args[2] : "");
+  }
+}
+
+TEST_F(WbemcliTest, AssociationRequestsForAnUnservedClassAreInvalidClass) {
+  for (const char* command : {"ai", "ain", "ri", "rin"}) {
+    const WbemcliRun run = wbemcli({command, "URL/root/cimv2:Test_Nothing.Id=1"});
+    EXPECT_EQ(run.exitCode, 16) << command;
+    EXPECT_EQ(run.err, cimError(5, "CIM_ERR_INVALID_CLASS",
+                                "No provider serves the class Test_Nothing in namespace root/cimv2"))
+        << command;
+  }
+}

@@ -318,6 +318,97 @@ void CimXmlWriter::classDefinition(const ClassDefinition& cls, const ClassOutput
   end();
 }
 
+void CimXmlWriter::typeAttributes(const kest::repository::DataType& type) {
+  if (type.isArray && type.arraySize > 0) attribute("ARRAYSIZE", std::to_string(type.arraySize));
+}
+
+void CimXmlWriter::compiledQualifiers(const kest::repository::QualifierList& qualifiers) {
+  for (const kest::repository::Qualifier& qualifier : qualifiers.items()) {
+    open("QUALIFIER");
+    attribute("NAME", qualifier.name.view());
+    attribute("TYPE", dtdTypeName(qualifier.type.code));
+    if (qualifier.propagated) attribute("PROPAGATED", "true");
+    if (!qualifier.flavor.overridable) attribute("OVERRIDABLE", "false");
+    if (!qualifier.flavor.toSubclass) attribute("TOSUBCLASS", "false");
+    if (qualifier.flavor.translatable) attribute("TRANSLATABLE", "true");
+    _buffer += '>';
+    if (qualifier.value) value(*qualifier.value);
+    end();
+  }
+}
+
+void CimXmlWriter::compiledProperty(const kest::repository::Property& property) {
+  const kest::repository::DataType& type = property.type;
+  if (type.code == CimTypeCode::Reference) {
+    open("PROPERTY.REFERENCE");
+    attribute("NAME", property.name.view());
+    if (!type.referenceClass.isNull()) attribute("REFERENCECLASS", type.referenceClass.view());
+  } else if (type.isArray) {
+    open("PROPERTY.ARRAY");
+    attribute("NAME", property.name.view());
+    attribute("TYPE", dtdTypeName(type.code));
+    typeAttributes(type);
+  } else {
+    open("PROPERTY");
+    attribute("NAME", property.name.view());
+    attribute("TYPE", dtdTypeName(type.code));
+  }
+  if (!property.classOrigin.isNull()) attribute("CLASSORIGIN", property.classOrigin.view());
+  if (property.propagated) attribute("PROPAGATED", "true");
+  if (!type.isArray && type.code != CimTypeCode::Reference) {
+    if (property.embedded == kest::repository::EmbeddedKind::Instance) {
+      attribute("EmbeddedObject", "instance");
+    } else if (property.embedded == kest::repository::EmbeddedKind::Object ||
+               type.code == CimTypeCode::Object) {
+      attribute("EmbeddedObject", "object");
+    }
+  }
+  _buffer += '>';
+  compiledQualifiers(property.qualifiers);
+  if (property.defaultValue) value(*property.defaultValue);
+  end();
+}
+
+void CimXmlWriter::compiledParameter(const kest::repository::Parameter& parameter) {
+  const kest::repository::DataType& type = parameter.type;
+  if (type.code == CimTypeCode::Reference) {
+    open(type.isArray ? "PARAMETER.REFARRAY" : "PARAMETER.REFERENCE");
+    attribute("NAME", parameter.name.view());
+    if (!type.referenceClass.isNull()) attribute("REFERENCECLASS", type.referenceClass.view());
+  } else {
+    open(type.isArray ? "PARAMETER.ARRAY" : "PARAMETER");
+    attribute("NAME", parameter.name.view());
+    attribute("TYPE", dtdTypeName(type.code));
+  }
+  typeAttributes(type);
+  _buffer += '>';
+  compiledQualifiers(parameter.qualifiers);
+  end();
+}
+
+void CimXmlWriter::compiledClass(const kest::repository::ClassDefinition& cls) {
+  open("CLASS");
+  attribute("NAME", cls.name.view());
+  if (!cls.superClassName.isNull()) attribute("SUPERCLASS", cls.superClassName.view());
+  _buffer += '>';
+  compiledQualifiers(cls.qualifiers);
+  for (const kest::repository::Property& property : cls.properties) compiledProperty(property);
+  for (const kest::repository::Method& method : cls.methods) {
+    open("METHOD");
+    attribute("NAME", method.name.view());
+    attribute("TYPE", dtdTypeName(method.returnType.code));
+    if (!method.classOrigin.isNull()) attribute("CLASSORIGIN", method.classOrigin.view());
+    if (method.propagated) attribute("PROPAGATED", "true");
+    _buffer += '>';
+    compiledQualifiers(method.qualifiers);
+    for (const kest::repository::Parameter& parameter : method.parameters) {
+      compiledParameter(parameter);
+    }
+    end();
+  }
+  end();
+}
+
 void CimXmlWriter::instance(const ITovaObject& object, const PropertySelection& selection) {
   const TOVString& cls = object.getClassName();
   open("INSTANCE");

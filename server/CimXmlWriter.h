@@ -128,6 +128,13 @@ class CimXmlWriter {
 
   void className(const TOVString& name);
   void classDefinition(const ClassDefinition& cls, const ClassOutput& output);
+  // CLASS from a compiled definition, as it is (apply
+  // kest::repository::ClassDefinition::filtered first): every qualifier with
+  // its value and flavors, properties with their default values, methods and
+  // their parameters. CLASSORIGIN where a class origin is set, PROPAGATED for
+  // propagated elements; a string marked EmbeddedObject or EmbeddedInstance
+  // gets the EmbeddedObject attribute on PROPERTY.
+  void compiledClass(const kest::repository::ClassDefinition& cls);
   void instance(const ITovaObject& object, const PropertySelection& selection);
   // VALUE.NAMEDINSTANCE: the object's INSTANCENAME, then the INSTANCE.
   void namedInstance(const ITovaObject& object, const PropertySelection& selection);
@@ -171,6 +178,10 @@ class CimXmlWriter {
   void referenceValue(const ITovaInstanceName* name);
   void embeddedInstanceText(const ITovaObject& object);
   void classFeatureQualifiers(bool key, bool in, bool out, bool includeQualifiers);
+  void compiledQualifiers(const kest::repository::QualifierList& qualifiers);
+  void compiledProperty(const kest::repository::Property& property);
+  void compiledParameter(const kest::repository::Parameter& parameter);
+  void typeAttributes(const kest::repository::DataType& type);
   TOVString nameSpaceOf(const ITovaInstanceName& name) const;
   TOVString hostOf(const ITovaInstanceName& name) const;
 

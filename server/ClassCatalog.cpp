@@ -3,24 +3,13 @@
 #include <algorithm>
 #include <functional>
 
+#include "server/repository/RepositoryAdapter.h"
+
 namespace kest::server {
 
 namespace {
 
 bool sameName(const TOVString& a, const TOVString& b) { return a.compareTo(b, 0) == 0; }
-
-// The subclass test of a catalog, for providers.
-class CatalogRepository : public ITovaRepository {
- public:
-  explicit CatalogRepository(const ClassCatalog& catalog) : _catalog(catalog) {}
-  bool isSubclass(const TOVString& nameSpace, const TOVString& className,
-                  const TOVString& superClassName) override {
-    return _catalog.isSubclass(nameSpace, className, superClassName);
-  }
-
- private:
-  const ClassCatalog& _catalog;
-};
 
 }  // namespace
 
@@ -69,6 +58,8 @@ ClassCatalog::NameSpaceClasses& ClassCatalog::mutableClassesOf(const TOVString& 
 
 void ClassCatalog::declare(const TOVString& nameSpace, const TOVString& className,
                            const TOVString& superClass, bool association) {
+  _repository.declareClass(nameSpace.isNull() ? _defaultNameSpace : nameSpace, className,
+                           superClass);
   NameSpaceClasses& classes = mutableClassesOf(nameSpace);
   ClassPtr& entry = classes.byName[folded(className)];
   if (entry && entry->hasFeatures) return;
@@ -80,6 +71,8 @@ void ClassCatalog::declare(const TOVString& nameSpace, const TOVString& classNam
 }
 
 void ClassCatalog::define(const TOVString& nameSpace, const ClassDefinition& definition) {
+  _repository.declareClass(nameSpace.isNull() ? _defaultNameSpace : nameSpace, definition.name,
+                           definition.superClass);
   auto defined = std::make_shared<ClassDefinition>(definition);
   defined->hasFeatures = true;
   mutableClassesOf(nameSpace).byName[folded(definition.name)] = std::move(defined);
@@ -95,20 +88,8 @@ ClassCatalog::ClassPtr ClassCatalog::find(const TOVString& nameSpace,
 
 bool ClassCatalog::isSubclass(const TOVString& nameSpace, const TOVString& className,
                               const TOVString& superClass) const {
-  const NameSpaceClasses* classes = classesOf(nameSpace);
-  if (classes == nullptr) return false;
-  auto it = classes->byName.find(folded(className));
-  if (it == classes->byName.end()) return false;
-  // A chain longer than the number of classes has a cycle; stop there.
-  for (std::size_t steps = 0; steps <= classes->byName.size(); ++steps) {
-    const ClassDefinition& current = *it->second;
-    if (sameName(current.name, superClass)) return true;
-    if (current.superClass.isNull()) return false;
-    if (sameName(current.superClass, superClass)) return true;
-    it = classes->byName.find(folded(current.superClass));
-    if (it == classes->byName.end()) return false;
-  }
-  return false;
+  return _repository.isSubclass(nameSpace.isNull() ? _defaultNameSpace : nameSpace, className,
+                                superClass);
 }
 
 std::vector<ClassCatalog::ClassPtr> ClassCatalog::subclasses(const TOVString& nameSpace,
@@ -169,7 +150,8 @@ TOVSmrPtr<ITovaType> ClassCatalog::parameterType(const TOVString& nameSpace,
 }
 
 TOVSmrPtr<ITovaRepository> ClassCatalog::repository() const {
-  return TOVSmrPtr<ITovaRepository>(new CatalogRepository(*this));
+  return TOVSmrPtr<ITovaRepository>(
+      new kest::repository::RepositoryAdapter(_repository, _defaultNameSpace));
 }
 
 }  // namespace kest::server

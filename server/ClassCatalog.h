@@ -9,6 +9,7 @@
 #include "host/Repository.h"
 #include "host/SmartPointer.h"
 #include "host/String.h"
+#include "server/repository/ClassRepository.h"
 
 namespace kest::server {
 
@@ -51,6 +52,9 @@ struct ClassDefinition {
   bool hasFeatures = false;
   std::vector<PropertyDefinition> properties;
   std::vector<MethodDefinition> methods;
+  // The definition compiled from MOF that this one was made from (with its
+  // qualifiers and default values); null for any other class.
+  kest::repository::ClassPointer compiled;
 
   // Case-insensitive lookups; null when absent.
   const PropertyDefinition* findProperty(const TOVString& propertyName) const;
@@ -68,6 +72,12 @@ struct ClassDefinition {
 // superclass, association flag); define() records a full definition (the
 // kind a class repository compiled from MOF supplies). A full definition of
 // a class replaces its declaration, whichever comes first.
+//
+// The catalog keeps a class repository (classRepository()) that knows every
+// class of the catalog at least by name and superclass: MOF is compiled into
+// it (see defineMofClasses), and declare() and define() add the classes it
+// does not know yet. The subclass test (isSubclass, repository()) is the
+// repository's.
 //
 // Names of classes and namespaces are matched ASCII case-insensitively; an
 // empty namespace means the default namespace given at construction.
@@ -109,10 +119,15 @@ class ClassCatalog {
                                      const TOVString& methodName,
                                      const TOVString& parameterName) const;
 
-  // The subclass test as the host's repository interface, for providers
-  // (ITovaRepository::isSubclass behaves as isSubclass above). The
-  // repository refers to this catalog, which must outlive it.
+  // The subclass test as the host's repository interface, for providers: a
+  // RepositoryAdapter over classRepository() (ITovaRepository::isSubclass
+  // behaves as isSubclass above). It refers to this catalog, which must
+  // outlive it.
   TOVSmrPtr<ITovaRepository> repository() const;
+
+  const TOVString& defaultNameSpace() const { return _defaultNameSpace; }
+  kest::repository::ClassRepository& classRepository() { return _repository; }
+  const kest::repository::ClassRepository& classRepository() const { return _repository; }
 
  private:
   struct NameSpaceClasses;
@@ -121,6 +136,7 @@ class ClassCatalog {
   static std::string folded(const TOVString& text);
 
   const TOVString _defaultNameSpace;
+  kest::repository::ClassRepository _repository;
   std::map<std::string, std::unique_ptr<NameSpaceClasses>> _nameSpaces;  // by folded name
 };
 

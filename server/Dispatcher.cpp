@@ -558,15 +558,31 @@ void Dispatcher::classOperation(const CimRequest& request, CimXmlWriter& writer)
   output.localOnly = request.localOnly;
   output.includeQualifiers = request.includeQualifiers;
   output.includeClassOrigin = request.includeClassOrigin;
-  writer.beginIReturnValue();
+  kest::repository::ClassRequestOptions options;
+  options.localOnly = request.localOnly;
+  options.includeQualifiers = request.includeQualifiers;
+  options.includeClassOrigin = request.includeClassOrigin;
   if (request.operation == CimOperation::GetClass) {
     if (request.propertyList) output.propertyList = &*request.propertyList;
-    writer.classDefinition(*_catalog.find(request.nameSpace, request.className), output);
+    options.propertyList = request.propertyList;
+  }
+  // A class compiled from MOF is written as compiled (qualifiers, default
+  // values); one known otherwise from what the catalog holds.
+  auto writeClass = [&](const ClassDefinition& cls) {
+    if (cls.compiled) {
+      writer.compiledClass(cls.compiled->filtered(options));
+    } else {
+      writer.classDefinition(cls, output);
+    }
+  };
+  writer.beginIReturnValue();
+  if (request.operation == CimOperation::GetClass) {
+    writeClass(*_catalog.find(request.nameSpace, request.className));
   } else {
     for (const ClassCatalog::ClassPtr& cls :
          _catalog.subclasses(request.nameSpace, request.className, request.deepInheritance)) {
       if (request.operation == CimOperation::EnumerateClasses) {
-        writer.classDefinition(*cls, output);
+        writeClass(*cls);
       } else {
         writer.className(cls->name);
       }

@@ -46,7 +46,7 @@ ClassDefinition catalogDefinition(const kest::repository::ClassDefinition& cls) 
 std::vector<std::string> defineMofClasses(const std::vector<std::string>& files,
                                           const TOVString& defaultNameSpace,
                                           ClassCatalog& catalog) {
-  kest::repository::ClassRepository repository;
+  kest::repository::ClassRepository& repository = catalog.classRepository();
   kest::repository::CompileOptions options;
   options.defaultNameSpace = defaultNameSpace;
   kest::repository::MofCompiler compiler(repository, options);
@@ -68,7 +68,10 @@ std::vector<std::string> defineMofClasses(const std::vector<std::string>& files,
     const auto classes = repository.enumerateClasses(nameSpace, TOVString(), true);
     if (!classes) continue;
     for (const kest::repository::ClassPointer& cls : *classes) {
-      catalog.define(nameSpace, catalogDefinition(*cls));
+      if (!cls->defined) continue;
+      ClassDefinition definition = catalogDefinition(*cls);
+      definition.compiled = cls;
+      catalog.define(nameSpace, definition);
     }
   }
   return warnings;

@@ -11,6 +11,7 @@
 #include "host/Log.h"
 #include "host/Repository.h"
 #include "server/CimError.h"
+#include "server/RequestParser.h"
 
 namespace kest::server {
 
@@ -69,8 +70,9 @@ kest::IProvider::PropertyList providerPropertyList(const CimRequest& request) {
 // The properties an instance response carries (see Dispatcher).
 class InstanceSelection : public PropertySelection {
  public:
-  InstanceSelection(const ClassCatalog& catalog, const CimRequest& request)
-      : _catalog(catalog), _request(request) {
+  InstanceSelection(const ClassCatalog& catalog, const CimRequest& request,
+                    UndeclaredPropertyLog& undeclared)
+      : _catalog(catalog), _request(request), _undeclared(undeclared) {
     _restrictToRequested =
         request.operation == CimOperation::EnumerateInstances && !request.deepInheritance;
     if (_restrictToRequested) _requested = catalog.find(request.nameSpace, request.className);
@@ -109,6 +111,29 @@ class InstanceSelection : public PropertySelection {
     return true;
   }
 
+  // Reports the properties of object that the full definition of its class
+  // does not declare (once per class and request at most).
+  void check(const ITovaObject& object) const {
+    const TOVString& className = object.getClassName();
+    const ClassDefinition* definition = definitionOf(className);
+    if (definition == nullptr || !definition->hasFeatures) return;
+    if (_checkedClean && sameName(_checkedName, className)) return;
+    std::vector<TOVString> undeclared;
+    const unsigned long count = object.getNumberOfProperties(true);
+    for (unsigned long i = 0; i < count; ++i) {
+      const TOVSmrPtr<ITovaProperty> property = object.getPropertyAt(i, true);
+      if (property && definition->findProperty(property->getName()) == nullptr) {
+        undeclared.push_back(property->getName());
+      }
+    }
+    if (undeclared.empty()) {
+      _checkedClean = true;
+      _checkedName = className;
+      return;
+    }
+    _undeclared.report(_request.nameSpace, className, undeclared);
+  }
+
   TOVString classOrigin(const TOVString& className, const TOVString& propertyName) const override {
     if (!_request.includeClassOrigin) return TOVString();
     const ClassDefinition* definition = definitionOf(className);
@@ -131,6 +156,10 @@ class InstanceSelection : public PropertySelection {
 
   const ClassCatalog& _catalog;
   const CimRequest& _request;
+  UndeclaredPropertyLog& _undeclared;
+  // The class of the last instance checked that had no undeclared property.
+  mutable bool _checkedClean = false;
+  mutable TOVString _checkedName;
   bool _restrictToRequested = false;
   ClassCatalog::ClassPtr _requested;
   bool _filters = false;
@@ -175,13 +204,58 @@ class StreamingCollector : public kest::ICollector<T> {
   bool _clientGone = false;  // guarded by _mutex
 };
 
+// value with the type declared (a scalar or an array of intrinsic type):
+// value itself when it already has that type, cannot be converted, or
+// nothing is declared; what converts through its text otherwise.
+TOVSmrPtr<ITovaValue> withDeclaredType(const TOVSmrPtr<ITovaValue>& value,
+                                       const TOVSmrPtr<ITovaType>& declared, const TOVString& what) {
+  if (!declared || !value || value->isNullValue()) return value;
+  const TOVSmrPtr<ITovaType> actual = value->getType();
+  const CimTypeCode code = CTovaType::codeOf(*declared);
+  if (!actual || declared->isReference() || declared->isObject() ||
+      code == CimTypeCode::Reference || code == CimTypeCode::Object ||
+      actual->isArray() != declared->isArray() || actual->isReference() || actual->isObject()) {
+    return value;
+  }
+  if (CTovaType::codeOf(*actual) == code) return value;
+  auto converted = [&](const ITovaValue& scalar) {
+    return scalarFromText(scalar.getAsString().toStdString(), code);
+  };
+  TOVSmrPtr<ITovaValue> result;
+  if (declared->isArray()) {
+    const TOVSmrPtr<TOVValSlist<TOVSmrPtr<ITovaValue>>> elements = value->getArray();
+    TOVSmrPtr<TOVValSlist<TOVSmrPtr<ITovaValue>>> typed(new TOVValSlist<TOVSmrPtr<ITovaValue>>());
+    bool ok = static_cast<bool>(elements);
+    for (std::size_t i = 0; ok && i < elements->entries(); ++i) {
+      const TOVSmrPtr<ITovaValue>& element = elements->at(i);
+      if (!element || element->isNullValue()) {
+        typed->append(CTovaValue::nullOf(CTovaType::scalar(code)));
+        continue;
+      }
+      const TOVSmrPtr<ITovaValue> one = converted(*element);
+      ok = static_cast<bool>(one);
+      if (ok) typed->append(one);
+    }
+    if (ok) result = TOVSmrPtr<ITovaValue>(new CTovaValue(CTovaType::arrayOf(code), typed));
+  } else {
+    result = converted(*value);
+  }
+  if (!result) {
+    logWarning(what + " does not convert to the declared type " + TOVString(CTovaType::codeName(code)) +
+               "; sent as the provider made it");
+    return value;
+  }
+  return result;
+}
+
 // Writes an object with its path, or logs why it cannot.
 void writeObjectWithPath(CimXmlWriter& writer, const TOVSmrPtr<ITovaObject>& object,
-                         const PropertySelection& selection, const char* operation) {
+                         const InstanceSelection& selection, const char* operation) {
   if (!object || !object->getInstanceName()) {
     logWarning(TOVString(operation) + ": the provider returned an object without a name; left out");
     return;
   }
+  selection.check(*object);
   writer.objectWithPath(*object, selection);
 }
 
@@ -195,6 +269,25 @@ void writeObjectPath(CimXmlWriter& writer, const TOVSmrPtr<ITovaInstanceName>& n
 }
 
 }  // namespace
+
+void UndeclaredPropertyLog::report(const TOVString& nameSpace, const TOVString& className,
+                                   const std::vector<TOVString>& propertyNames) {
+  std::string key = nameSpace.toStdString() + ":" + className.toStdString();
+  for (char& c : key) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  {
+    std::lock_guard<std::mutex> lock(_mutex);
+    if (!_logged.insert(key).second) return;
+  }
+  TOVString names;
+  for (const TOVString& name : propertyNames) {
+    if (!names.isNull()) names += ", ";
+    names += name;
+  }
+  logWarning("Instances of " + className + " carry properties that the class does not declare: " +
+             names);
+}
 
 Dispatcher::Dispatcher(const ProviderSet& providers, const ClassCatalog& catalog,
                        std::vector<TOVString> nameSpaces)
@@ -341,13 +434,14 @@ void Dispatcher::run(const CimRequest& request, const Route& route, CimXmlWriter
 
 void Dispatcher::enumerateInstances(const CimRequest& request, const Route& route,
                                     CimXmlWriter& writer) const {
-  const InstanceSelection selection(_catalog, request);
+  const InstanceSelection selection(_catalog, request, _undeclared);
   StreamingCollector<TOVSmrPtr<ITovaObject>> collector(
       writer, [&](const TOVSmrPtr<ITovaObject>& object) {
         if (!object || !object->getInstanceName()) {
           logWarning("EnumerateInstances: the provider returned an object without a name; left out");
           return;
         }
+        selection.check(*object);
         writer.namedInstance(*object, selection);
       });
   const kest::IProvider::PropertyList propertyList = providerPropertyList(request);
@@ -395,7 +489,7 @@ TOVSmrPtr<ITovaObject> Dispatcher::fetch(const CimRequest& request,
 
 void Dispatcher::associators(const CimRequest& request, const Target& target,
                              CimXmlWriter& writer) const {
-  const InstanceSelection selection(_catalog, request);
+  const InstanceSelection selection(_catalog, request, _undeclared);
   StreamingCollector<TOVSmrPtr<ITovaValue>> collector(
       writer, [&](const TOVSmrPtr<ITovaValue>& value) {
         if (!value || value->isNullValue()) return;
@@ -447,7 +541,7 @@ void Dispatcher::associatorNames(const CimRequest& request, const Target& target
 
 void Dispatcher::references(const CimRequest& request, const Target& target,
                             CimXmlWriter& writer) const {
-  const InstanceSelection selection(_catalog, request);
+  const InstanceSelection selection(_catalog, request, _undeclared);
   StreamingCollector<TOVSmrPtr<ITovaObject>> collector(
       writer, [&](const TOVSmrPtr<ITovaObject>& object) {
         writeObjectWithPath(writer, object, selection, "References");
@@ -488,7 +582,9 @@ void Dispatcher::getInstance(const CimRequest& request, const Target& target,
                    "Instance not found: " + request.instanceName->toString().toStdString());
   }
   writer.beginIReturnValue();
-  writer.instance(*object, InstanceSelection(_catalog, request));
+  const InstanceSelection selection(_catalog, request, _undeclared);
+  selection.check(*object);
+  writer.instance(*object, selection);
   writer.end();
 }
 
@@ -545,10 +641,26 @@ void Dispatcher::methodCall(const CimRequest& request, const Target& target,
                                          TOVString(request.methodName), request.inParameters, out,
                                          scope.transaction());
   }
+  const ClassCatalog::ClassPtr cls = _catalog.find(request.nameSpace, request.className);
+  const MethodDefinition* method =
+      cls ? cls->findMethod(TOVString(request.methodName)) : nullptr;
+  const TOVString where = TOVString(request.methodName);
+  if (method != nullptr) {
+    returnValue = withDeclaredType(returnValue, method->returnType, "The return value of " + where);
+  }
   if (returnValue) writer.returnValue(*returnValue);
   for (const TOVParameter& parameter : *out) {
     if (!parameter) continue;
-    const TOVSmrPtr<ITovaValue> value = parameter->getValue();
+    TOVSmrPtr<ITovaValue> value = parameter->getValue();
+    if (method != nullptr) {
+      for (const ParameterDefinition& declared : method->parameters) {
+        if (sameName(declared.name, parameter->getName())) {
+          value = withDeclaredType(value, declared.type,
+                                   "The output parameter " + parameter->getName() + " of " + where);
+          break;
+        }
+      }
+    }
     if (value) writer.paramValue(parameter->getName(), *value);
   }
 }

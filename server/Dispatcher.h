@@ -1,5 +1,8 @@
 #pragma once
 
+#include <mutex>
+#include <set>
+#include <string>
 #include <vector>
 
 #include "host/String.h"
@@ -9,6 +12,20 @@
 #include "server/ProviderSet.h"
 
 namespace kest::server {
+
+// The classes whose instances came with properties their class does not
+// declare: each class is logged once (severity 2), with the undeclared
+// properties of the first such instance. Threads: report() may be called
+// from any thread.
+class UndeclaredPropertyLog {
+ public:
+  void report(const TOVString& nameSpace, const TOVString& className,
+              const std::vector<TOVString>& propertyNames);
+
+ private:
+  std::mutex _mutex;
+  std::set<std::string> _logged;  // "namespace:class", lower-cased; guarded by _mutex
+};
 
 // Dispatcher: carries out CIM operations against the providers and the class
 // catalog, writing each operation's results through a CimXmlWriter.
@@ -37,7 +54,12 @@ namespace kest::server {
 // IncludeClassOrigin select and annotate the properties written; the last
 // three need the class catalog's full definitions and change nothing for
 // classes known only by name. IncludeQualifiers adds class qualifiers only
-// (instances carry none). Every provider call is bracketed by
+// (instances carry none). Instances are checked against the full definition
+// of their class when the catalog has one: properties it does not declare
+// are logged (UndeclaredPropertyLog) and still sent. A method call's return
+// value and output parameters take the type the method declares when the
+// provider's value has another type that converts (a string "5" for a
+// uint32); a value that does not convert is sent as it is and logged. Every provider call is bracketed by
 // startTransaction/endTransaction with a transaction of its own.
 // Whatever a provider throws leaves run() unchanged.
 //
@@ -82,6 +104,7 @@ class Dispatcher {
   const ProviderSet& _providers;
   const ClassCatalog& _catalog;
   const std::vector<TOVString> _nameSpaces;
+  mutable UndeclaredPropertyLog _undeclared;
 };
 
 }  // namespace kest::server

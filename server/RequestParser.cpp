@@ -375,8 +375,8 @@ bool isDateTime(std::string_view text) {
 
 TOVSmrPtr<ITovaValue> make(ITovaValue* value) { return TOVSmrPtr<ITovaValue>(value); }
 
-// A scalar of the given intrinsic type from its text; null when the text does
-// not hold such a value.
+}  // namespace
+
 TOVSmrPtr<ITovaValue> scalarFromText(std::string_view text, CimTypeCode code) {
   switch (code) {
     case CimTypeCode::Boolean: {
@@ -437,6 +437,8 @@ TOVSmrPtr<ITovaValue> scalarFromText(std::string_view text, CimTypeCode code) {
   }
   return TOVSmrPtr<ITovaValue>();
 }
+
+namespace {
 
 // A key value typed only by its VALUETYPE: numbers as sint64 (negative),
 // uint64 or real64; null when the text is no such value.

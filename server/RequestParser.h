@@ -42,6 +42,11 @@ struct ParsedRequest {
   std::optional<CimError> error;
 };
 
+// A scalar of the intrinsic type code (not Reference or Object) read from
+// its CIM-XML text ("TRUE", "-5", "1.5e+10", a datetime, ...); null when the
+// text holds no such value (out of range, malformed).
+TOVSmrPtr<ITovaValue> scalarFromText(std::string_view text, CimTypeCode code);
+
 // RequestParser: reads a CIM-XML request message (DSP0201, a SIMPLEREQ with
 // one IMETHODCALL or METHODCALL) into a CimRequest.
 //

@@ -2,7 +2,9 @@
 // kest provider framework. Settings come from the built-in defaults, then the
 // [Server] section of the file that KEST_CONFIG names, then the command line.
 // SIGINT and SIGTERM stop it: no new requests, requests in flight finish,
-// every provider is shut down, exit code 0.
+// every provider is shut down, exit code 0. With --check-mof it only compiles
+// the MOF files given, reports every diagnostic on stdout and exits (1 when
+// there are errors) without starting.
 
 #include <pthread.h>
 
@@ -10,6 +12,7 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <iostream>
 #include <string>
 #include <vector>
 
@@ -17,6 +20,7 @@
 #include "host/Log.h"
 #include "server/Server.h"
 #include "server/ServerConfig.h"
+#include "server/repository/CheckMof.h"
 
 namespace {
 
@@ -75,7 +79,11 @@ int main(int argc, char** argv) {
   std::vector<std::string> providers;
   std::vector<std::string> nameSpaces;
   std::vector<std::string> mofFiles;
+  std::vector<std::string> checkedFiles;
   addOptions(app, settings, providers, nameSpaces, mofFiles);
+  app.add_option("--check-mof", checkedFiles,
+                 "Compile these MOF files, report their errors and exit without serving "
+                 "(exit code 1 on errors)");
   CLI11_PARSE(app, argc, argv);
   if (!providers.empty()) {
     settings.providers.clear();
@@ -85,6 +93,11 @@ int main(int argc, char** argv) {
   }
   if (!nameSpaces.empty()) settings.nameSpaces.assign(nameSpaces.begin(), nameSpaces.end());
   if (!mofFiles.empty()) settings.mofFiles = mofFiles;
+  if (app.count("--check-mof") > 0) {
+    kest::repository::CompileOptions options;
+    if (!settings.nameSpaces.empty()) options.defaultNameSpace = settings.nameSpaces[0];
+    return kest::repository::checkMofFiles(checkedFiles, std::cout, options);
+  }
   TOVLog::setStderrLevel(settings.logLevel);
 
   // The signals are taken by sigwait below: block them before any thread

@@ -129,3 +129,23 @@ TEST(KestServerProgramTest, MofErrorsStopTheStart) {
   EXPECT_TRUE(contains(server.errors(), "kest-server: the MOF files have 1 error(s):\n" + mof + ":1:"))
       << server.errors();
 }
+
+TEST(KestServerProgramTest, CheckMofReportsACleanFileAndExitsZeroWithoutServing) {
+  const kest::server::testing::ProgramResult result = runProgram(
+      {KEST_SERVER_EXECUTABLE, "--port", "1", "--check-mof", kest::server::testing::dataPath("test.mof")});
+  EXPECT_EQ(result.exitCode, 0) << result.errors;
+  EXPECT_EQ(result.output, "1 file checked: 5 classes, 0 errors, 0 warnings\n");
+  EXPECT_EQ(result.errors, "");
+}
+
+TEST(KestServerProgramTest, CheckMofReportsEveryErrorWithItsPlaceAndExitsNonZero) {
+  TemporaryFolder folder;
+  const std::string bad = folder.write("bad.mof", "class Test_A : Test_Missing {\n  uint32 X;\n};\n");
+  const std::string broken = folder.write("broken.mof", "class Test_B {\n  uint32 X\n};\n");
+  const kest::server::testing::ProgramResult result =
+      runProgram({KEST_SERVER_EXECUTABLE, "--check-mof", bad, broken});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.output, bad + ":1:16: unknown superclass 'Test_Missing' of class 'Test_A'\n" +
+                               broken + ":3:1: expected ';' after property declaration\n" +
+                               "2 files checked: 0 classes, 2 errors, 0 warnings\n");
+}

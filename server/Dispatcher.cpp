@@ -112,12 +112,13 @@ class InstanceSelection : public PropertySelection {
   }
 
   // Reports the properties of object that the full definition of its class
-  // does not declare (once per class and request at most).
+  // does not declare; once a class has been reported, its other instances
+  // in this response are not checked.
   void check(const ITovaObject& object) const {
     const TOVString& className = object.getClassName();
+    if (!_reportedName.isNull() && sameName(_reportedName, className)) return;
     const ClassDefinition* definition = definitionOf(className);
     if (definition == nullptr || !definition->hasFeatures) return;
-    if (_checkedClean && sameName(_checkedName, className)) return;
     std::vector<TOVString> undeclared;
     const unsigned long count = object.getNumberOfProperties(true);
     for (unsigned long i = 0; i < count; ++i) {
@@ -126,12 +127,9 @@ class InstanceSelection : public PropertySelection {
         undeclared.push_back(property->getName());
       }
     }
-    if (undeclared.empty()) {
-      _checkedClean = true;
-      _checkedName = className;
-      return;
-    }
+    if (undeclared.empty()) return;
     _undeclared.report(_request.nameSpace, className, undeclared);
+    _reportedName = className;
   }
 
   TOVString classOrigin(const TOVString& className, const TOVString& propertyName) const override {
@@ -157,9 +155,8 @@ class InstanceSelection : public PropertySelection {
   const ClassCatalog& _catalog;
   const CimRequest& _request;
   UndeclaredPropertyLog& _undeclared;
-  // The class of the last instance checked that had no undeclared property.
-  mutable bool _checkedClean = false;
-  mutable TOVString _checkedName;
+  // The class last reported to _undeclared.
+  mutable TOVString _reportedName;
   bool _restrictToRequested = false;
   ClassCatalog::ClassPtr _requested;
   bool _filters = false;

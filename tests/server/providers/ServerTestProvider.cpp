@@ -55,11 +55,22 @@ TOVSmrPtr<ITovaInstanceName> barName(const char* tag) { return makeName("Test_Ba
 // (and an output parameter Nothing that holds no value).
 // Echo(...): returns every input parameter as an output parameter, and
 // their number.
+// Typed(): returns "5" and the output parameters Count "12", Flags
+// {"true", "FALSE"}, Text "plain" and Small "300", every one a string (the
+// class declares other types).
 TOVSmrPtr<ITovaValue> doIt(const TOVString& method, TestInstance::ParameterList in,
                            TestInstance::ParameterList& out, TOVSmrPtr<ITovaTransaction>&) {
   if (method.compareTo("Echo", 0) == 0) {
     for (const TOVParameter& parameter : *in) out->append(parameter);
     return make(static_cast<TOVuint32>(in->entries()));
+  }
+  if (method.compareTo("Typed", 0) == 0) {
+    out->append(TOVParameter(new CTovaActualParameter("Count", make("12"))));
+    out->append(TOVParameter(
+        new CTovaActualParameter("Flags", array(CimTypeCode::String, {make("true"), make("FALSE")}))));
+    out->append(TOVParameter(new CTovaActualParameter("Text", make("plain"))));
+    out->append(TOVParameter(new CTovaActualParameter("Small", make("300"))));
+    return make("5");
   }
   if (method.compareTo("DoIt", 0) != 0) return TOVSmrPtr<ITovaValue>();
   TOVString s;

@@ -78,6 +78,7 @@ class SystemProvider : public kest::pf::SynchronizedProvider {
 
   const SystemReader& reader() const { return _reader; }
   const SystemRefresh& refresh() const { return *_refresh; }
+  SystemRefresh& refresh() { return *_refresh; }
 
   // "SystemPollInterval" of section "KEST" (see above).
   static unsigned int configuredPollInterval();

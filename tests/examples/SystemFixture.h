@@ -84,13 +84,7 @@ class SystemFixture {
 
   void addProcess(const FixtureProcess& p, unsigned openFiles = 3) const {
     const std::string base = "proc/" + std::to_string(p.pid) + "/";
-    write(base + "stat", std::to_string(p.pid) + " (" + p.comm + ") " + std::string(1, p.state) +
-                             " " + std::to_string(p.ppid) + " 1 1 0 -1 4194560 100 0 0 0 " +
-                             std::to_string(p.utime) + " " + std::to_string(p.stime) + " 0 0 " +
-                             std::to_string(p.priority) + " " + std::to_string(p.nice) + " " +
-                             std::to_string(p.threads) + " 0 " + std::to_string(p.starttime) +
-                             " " + std::to_string(p.vsize) + " " + std::to_string(p.rss) +
-                             " 18446744073709551615 1 1 0 0 0 0 0 0 0 0 0 0 17 0 0 0 0 0 0\n");
+    writeStat(p);
     write(base + "cmdline", p.cmdline);
     write(base + "status", "Name:\t" + p.comm + "\nState:\t" + std::string(1, p.state) +
                                "\nPid:\t" + std::to_string(p.pid) + "\nPPid:\t" +
@@ -98,6 +92,16 @@ class SystemFixture {
                                std::to_string(p.rss * 4) + " kB\n");
     std::filesystem::create_directories(_root / (base + "fd"));
     for (unsigned fd = 0; fd < openFiles; ++fd) write(base + "fd/" + std::to_string(fd), "");
+  }
+  // Rewrites only /proc/<pid>/stat of a process added before.
+  void writeStat(const FixtureProcess& p) const {
+    write("proc/" + std::to_string(p.pid) + "/stat", std::to_string(p.pid) + " (" + p.comm + ") " + std::string(1, p.state) +
+                             " " + std::to_string(p.ppid) + " 1 1 0 -1 4194560 100 0 0 0 " +
+                             std::to_string(p.utime) + " " + std::to_string(p.stime) + " 0 0 " +
+                             std::to_string(p.priority) + " " + std::to_string(p.nice) + " " +
+                             std::to_string(p.threads) + " 0 " + std::to_string(p.starttime) +
+                             " " + std::to_string(p.vsize) + " " + std::to_string(p.rss) +
+                             " 18446744073709551615 1 1 0 0 0 0 0 0 0 0 0 0 17 0 0 0 0 0 0\n");
   }
   void removeProcess(unsigned pid) const { remove("proc/" + std::to_string(pid)); }
 

@@ -63,6 +63,11 @@ class InstanceManager {
   void registerClass(const TOVSmrPtr<Class>& cls);
   // Null when undeclared.
   TOVSmrPtr<Class> lookupClass(const TOVString& className) const;
+  // Every declared class, as a new list in the class directory's order (read
+  // only: hosts use it to learn which classes the provider serves).
+  TOVSmrPtr<TOVValSlist<TOVSmrPtr<Class>>> getClassDeclarations() const {
+    return _classDirectory.getClassDeclarations();
+  }
 
   // A new, unregistered instance from the create function of name's class;
   // null for a null name, an undeclared class or a class without one.

@@ -167,6 +167,21 @@ TEST_F(InstanceManagerTest, LookupClassOfAnUndeclaredNameIsNull) {
   EXPECT_TRUE(_manager.lookupClass("").isNull());
 }
 
+TEST_F(InstanceManagerTest, GetClassDeclarationsListsEveryDeclaredClassOnce) {
+  EXPECT_EQ(_manager.getClassDeclarations()->entries(), 0u);
+  const TOVSmrPtr<Class> disk = declare("Test_Disk");
+  const TOVSmrPtr<Class> link = declare("Test_Link", true);
+  declare("TEST_DISK");  // replaces the first declaration
+
+  const TOVSmrPtr<TOVValSlist<TOVSmrPtr<Class>>> all = _manager.getClassDeclarations();
+  std::vector<std::string> names;
+  for (const TOVSmrPtr<Class>& cls : *all) names.push_back(cls->getClassName().toStdString());
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(names, (std::vector<std::string>{"TEST_DISK", "Test_Link"}));
+  EXPECT_FALSE(all->contains(disk));
+  EXPECT_TRUE(all->contains(link));
+}
+
 TEST_F(InstanceManagerTest, DeclaringANameAgainInAnotherCaseReplacesTheClassAndEmptiesItsCache) {
   declare("Test_Disk");
   const TOVSmrPtr<TestInstance> cached = cachedDisk("Test_Disk", "a");

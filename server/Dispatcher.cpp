@@ -1,0 +1,704 @@
+#include "server/Dispatcher.h"
+
+#include <functional>
+#include <mutex>
+#include <string>
+#include <utility>
+
+#include "host/ActualParameter.h"
+#include "host/Collector.h"
+#include "host/List.h"
+#include "host/Log.h"
+#include "host/Repository.h"
+#include "server/CimError.h"
+#include "server/RequestParser.h"
+
+namespace kest::server {
+
+namespace {
+
+const TOVString kSource("kest::server::Dispatcher");
+
+void logWarning(const TOVString& message) {
+  TOVLog::log(kSource, message, TOVLog::SEVERITY_WARNING, 2, 0, TOVLog::CIMOMLOG);
+}
+
+bool sameName(const TOVString& a, const TOVString& b) { return a.compareTo(b, 0) == 0; }
+
+// The transaction the server hands a provider for one call.
+class ServerTransaction : public ITovaTransaction {
+ public:
+  explicit ServerTransaction(std::string operation) : _operation(std::move(operation)) {}
+  const std::string& operation() const { return _operation; }
+
+ private:
+  std::string _operation;
+};
+
+// Brackets one provider call with startTransaction and endTransaction. A
+// failing endTransaction is logged; it does not undo the call's result.
+class TransactionScope {
+ public:
+  TransactionScope(kest::IProvider& provider, const std::string& operation)
+      : _provider(provider), _transaction(new ServerTransaction(operation)) {
+    _provider.startTransaction(_transaction);
+  }
+  ~TransactionScope() {
+    try {
+      _provider.endTransaction(_transaction);
+    } catch (...) {
+      logWarning("endTransaction failed: " + TOVString(errorFromCurrentException().description()));
+    }
+  }
+  TransactionScope(const TransactionScope&) = delete;
+  TransactionScope& operator=(const TransactionScope&) = delete;
+
+  const TOVSmrPtr<ITovaTransaction>& transaction() const { return _transaction; }
+
+ private:
+  kest::IProvider& _provider;
+  TOVSmrPtr<ITovaTransaction> _transaction;
+};
+
+kest::IProvider::PropertyList providerPropertyList(const CimRequest& request) {
+  if (!request.propertyList) return kest::IProvider::PropertyList();
+  kest::IProvider::PropertyList list(new TOVValSlist<TOVString>());
+  for (const TOVString& name : *request.propertyList) list->append(name);
+  return list;
+}
+
+// The properties an instance response carries (see Dispatcher).
+class InstanceSelection : public PropertySelection {
+ public:
+  InstanceSelection(const ClassCatalog& catalog, const CimRequest& request,
+                    UndeclaredPropertyLog& undeclared)
+      : _catalog(catalog), _request(request), _undeclared(undeclared) {
+    _restrictToRequested =
+        request.operation == CimOperation::EnumerateInstances && !request.deepInheritance;
+    if (_restrictToRequested) _requested = catalog.find(request.nameSpace, request.className);
+    _filters = request.propertyList.has_value() || request.localOnly ||
+               (_requested && _requested->hasFeatures);
+  }
+
+  bool includes(const TOVString& className, const TOVString& propertyName) const override {
+    if (!_filters) return true;
+    if (_request.propertyList) {
+      bool listed = false;
+      for (const TOVString& wanted : *_request.propertyList) {
+        if (sameName(wanted, propertyName)) {
+          listed = true;
+          break;
+        }
+      }
+      if (!listed) return false;
+    }
+    if (_restrictToRequested && _requested && _requested->hasFeatures &&
+        _requested->findProperty(propertyName) == nullptr) {
+      return false;
+    }
+    if (_request.localOnly) {
+      const ClassDefinition* definition = definitionOf(className);
+      if (definition != nullptr && definition->hasFeatures) {
+        const PropertyDefinition* property = definition->findProperty(propertyName);
+        const TOVString& owner =
+            _request.operation == CimOperation::EnumerateInstances ? _request.className : className;
+        if (property != nullptr && !property->classOrigin.isNull() &&
+            !sameName(property->classOrigin, owner)) {
+          return false;
+        }
+      }
+    }
+    return true;
+  }
+
+  // Reports the properties of object that the full definition of its class
+  // does not declare; once a class has been reported, its other instances
+  // in this response are not checked.
+  void check(const ITovaObject& object) const {
+    const TOVString& className = object.getClassName();
+    if (!_reportedName.isNull() && sameName(_reportedName, className)) return;
+    const ClassDefinition* definition = definitionOf(className);
+    if (definition == nullptr || !definition->hasFeatures) return;
+    std::vector<TOVString> undeclared;
+    const unsigned long count = object.getNumberOfProperties(true);
+    for (unsigned long i = 0; i < count; ++i) {
+      const TOVSmrPtr<ITovaProperty> property = object.getPropertyAt(i, true);
+      if (property && definition->findProperty(property->getName()) == nullptr) {
+        undeclared.push_back(property->getName());
+      }
+    }
+    if (undeclared.empty()) return;
+    _undeclared.report(_request.nameSpace, className, undeclared);
+    _reportedName = className;
+  }
+
+  TOVString classOrigin(const TOVString& className, const TOVString& propertyName) const override {
+    if (!_request.includeClassOrigin) return TOVString();
+    const ClassDefinition* definition = definitionOf(className);
+    if (definition == nullptr || !definition->hasFeatures) return TOVString();
+    const PropertyDefinition* property = definition->findProperty(propertyName);
+    return property != nullptr ? property->classOrigin : TOVString();
+  }
+
+ private:
+  // The catalog's definition of className; the last one found is kept, as
+  // the instances of one response are mostly of one class.
+  const ClassDefinition* definitionOf(const TOVString& className) const {
+    if (!_cached || !sameName(_cachedName, className)) {
+      _cachedName = className;
+      _cachedDefinition = _catalog.find(_request.nameSpace, className);
+      _cached = true;
+    }
+    return _cachedDefinition.get();
+  }
+
+  const ClassCatalog& _catalog;
+  const CimRequest& _request;
+  UndeclaredPropertyLog& _undeclared;
+  // The class last reported to _undeclared.
+  mutable TOVString _reportedName;
+  bool _restrictToRequested = false;
+  ClassCatalog::ClassPtr _requested;
+  bool _filters = false;
+  mutable bool _cached = false;
+  mutable TOVString _cachedName;
+  mutable ClassCatalog::ClassPtr _cachedDefinition;
+};
+
+// A collector that writes each item into the response as the provider adds
+// it. add() may be called from several provider threads; items are written
+// one at a time. An item that fails to write is taken back out of the
+// response before the failure reaches the provider. Once the client is gone,
+// every add() throws ClientGone so that the provider stops.
+template <typename T>
+class StreamingCollector : public kest::ICollector<T> {
+ public:
+  using Write = std::function<void(const T&)>;
+
+  StreamingCollector(CimXmlWriter& writer, Write write)
+      : _writer(writer), _write(std::move(write)) {}
+
+  void add(const T& item) override {
+    std::lock_guard<std::mutex> lock(_mutex);
+    if (_clientGone) throw ClientGone();
+    const CimXmlWriter::Mark mark = _writer.mark();
+    try {
+      _write(item);
+      _writer.flushIfFull();
+    } catch (const ClientGone&) {
+      _clientGone = true;
+      throw;
+    } catch (...) {
+      if (_writer.canRewind(mark)) _writer.rewind(mark);
+      throw;
+    }
+  }
+
+ private:
+  CimXmlWriter& _writer;
+  Write _write;
+  std::mutex _mutex;
+  bool _clientGone = false;  // guarded by _mutex
+};
+
+// value with the type declared (a scalar or an array of intrinsic type):
+// value itself when it already has that type, cannot be converted, or
+// nothing is declared; what converts through its text otherwise.
+TOVSmrPtr<ITovaValue> withDeclaredType(const TOVSmrPtr<ITovaValue>& value,
+                                       const TOVSmrPtr<ITovaType>& declared, const TOVString& what) {
+  if (!declared || !value || value->isNullValue()) return value;
+  const TOVSmrPtr<ITovaType> actual = value->getType();
+  const CimTypeCode code = CTovaType::codeOf(*declared);
+  if (!actual || declared->isReference() || declared->isObject() ||
+      code == CimTypeCode::Reference || code == CimTypeCode::Object ||
+      actual->isArray() != declared->isArray() || actual->isReference() || actual->isObject()) {
+    return value;
+  }
+  if (CTovaType::codeOf(*actual) == code) return value;
+  auto converted = [&](const ITovaValue& scalar) {
+    return scalarFromText(scalar.getAsString().toStdString(), code);
+  };
+  TOVSmrPtr<ITovaValue> result;
+  if (declared->isArray()) {
+    const TOVSmrPtr<TOVValSlist<TOVSmrPtr<ITovaValue>>> elements = value->getArray();
+    TOVSmrPtr<TOVValSlist<TOVSmrPtr<ITovaValue>>> typed(new TOVValSlist<TOVSmrPtr<ITovaValue>>());
+    bool ok = static_cast<bool>(elements);
+    for (std::size_t i = 0; ok && i < elements->entries(); ++i) {
+      const TOVSmrPtr<ITovaValue>& element = elements->at(i);
+      if (!element || element->isNullValue()) {
+        typed->append(CTovaValue::nullOf(CTovaType::scalar(code)));
+        continue;
+      }
+      const TOVSmrPtr<ITovaValue> one = converted(*element);
+      ok = static_cast<bool>(one);
+      if (ok) typed->append(one);
+    }
+    if (ok) result = TOVSmrPtr<ITovaValue>(new CTovaValue(CTovaType::arrayOf(code), typed));
+  } else {
+    result = converted(*value);
+  }
+  if (!result) {
+    logWarning(what + " does not convert to the declared type " + TOVString(CTovaType::codeName(code)) +
+               "; sent as the provider made it");
+    return value;
+  }
+  return result;
+}
+
+// Writes an object with its path, or logs why it cannot.
+void writeObjectWithPath(CimXmlWriter& writer, const TOVSmrPtr<ITovaObject>& object,
+                         const InstanceSelection& selection, const char* operation) {
+  if (!object || !object->getInstanceName()) {
+    logWarning(TOVString(operation) + ": the provider returned an object without a name; left out");
+    return;
+  }
+  selection.check(*object);
+  writer.objectWithPath(*object, selection);
+}
+
+void writeObjectPath(CimXmlWriter& writer, const TOVSmrPtr<ITovaInstanceName>& name,
+                     const char* operation) {
+  if (!name) {
+    logWarning(TOVString(operation) + ": the provider returned a null name; left out");
+    return;
+  }
+  writer.objectPath(*name);
+}
+
+}  // namespace
+
+void UndeclaredPropertyLog::report(const TOVString& nameSpace, const TOVString& className,
+                                   const std::vector<TOVString>& propertyNames) {
+  std::string key = nameSpace.toStdString() + ":" + className.toStdString();
+  for (char& c : key) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  {
+    std::lock_guard<std::mutex> lock(_mutex);
+    if (!_logged.insert(key).second) return;
+  }
+  TOVString names;
+  for (const TOVString& name : propertyNames) {
+    if (!names.isNull()) names += ", ";
+    names += name;
+  }
+  logWarning("Instances of " + className + " carry properties that the class does not declare: " +
+             names);
+}
+
+Dispatcher::Dispatcher(const ProviderSet& providers, const ClassCatalog& catalog,
+                       std::vector<TOVString> nameSpaces)
+    : _providers(providers), _catalog(catalog), _nameSpaces(std::move(nameSpaces)) {}
+
+bool Dispatcher::servesNameSpace(const TOVString& nameSpace) const {
+  for (const TOVString& served : _nameSpaces) {
+    if (sameName(served, nameSpace)) return true;
+  }
+  return false;
+}
+
+Dispatcher::Route Dispatcher::route(const CimRequest& request) const {
+  const TOVString& ns = request.nameSpace;
+  if (!servesNameSpace(ns)) {
+    throw CimError(CIM_ERR_INVALID_NAMESPACE,
+                   "The namespace " + ns.toStdString() + " is not served");
+  }
+  const std::string where = " in namespace " + ns.toStdString();
+  switch (request.operation) {
+    case CimOperation::GetClass:
+      if (!_catalog.find(ns, request.className)) {
+        throw CimError(CIM_ERR_NOT_FOUND,
+                       "The class " + request.className.toStdString() + " does not exist" + where);
+      }
+      return Route();
+    case CimOperation::EnumerateClasses:
+    case CimOperation::EnumerateClassNames:
+      if (!request.className.isNull() && !_catalog.find(ns, request.className)) {
+        throw CimError(CIM_ERR_INVALID_CLASS,
+                       "The class " + request.className.toStdString() + " does not exist" + where);
+      }
+      return Route();
+    case CimOperation::EnumerateInstances:
+    case CimOperation::EnumerateInstanceNames: {
+      const ClassCatalog::ClassPtr root = _catalog.find(ns, request.className);
+      if (!root) {
+        throw CimError(CIM_ERR_INVALID_CLASS,
+                       "No provider serves the class " + request.className.toStdString() + where);
+      }
+      // Each provider is asked for its topmost classes of the family: it
+      // enumerates their subclasses itself.
+      std::vector<ClassCatalog::ClassPtr> family{root};
+      for (const ClassCatalog::ClassPtr& cls : _catalog.subclasses(ns, root->name, true)) {
+        family.push_back(cls);
+      }
+      Route route;
+      for (const ClassCatalog::ClassPtr& cls : family) {
+        LoadedProvider* provider = _providers.providerFor(ns, cls->name);
+        if (provider == nullptr) continue;
+        bool covered = false;
+        TOVString up = cls == root ? TOVString() : cls->superClass;
+        for (std::size_t steps = 0; !up.isNull() && steps < family.size(); ++steps) {
+          if (_providers.providerFor(ns, up) == provider) {
+            covered = true;
+            break;
+          }
+          if (sameName(up, root->name)) break;
+          const ClassCatalog::ClassPtr parent = _catalog.find(ns, up);
+          up = parent ? parent->superClass : TOVString();
+        }
+        if (!covered) route.push_back(Target{provider, cls->name});
+      }
+      return route;
+    }
+    case CimOperation::Associators:
+    case CimOperation::AssociatorNames:
+    case CimOperation::References:
+    case CimOperation::ReferenceNames:
+      if (request.objectIsClass) {
+        throw CimError(CIM_ERR_NOT_SUPPORTED, "Association requests on a class are not supported");
+      }
+      [[fallthrough]];
+    default: {
+      LoadedProvider* provider = _providers.providerFor(ns, request.className);
+      if (provider == nullptr) {
+        throw CimError(CIM_ERR_INVALID_CLASS,
+                       "No provider serves the class " + request.className.toStdString() + where);
+      }
+      return Route{Target{provider, request.className}};
+    }
+  }
+}
+
+void Dispatcher::run(const CimRequest& request, const Route& route, CimXmlWriter& writer) const {
+  switch (request.operation) {
+    case CimOperation::GetClass:
+    case CimOperation::EnumerateClasses:
+    case CimOperation::EnumerateClassNames:
+      classOperation(request, writer);
+      return;
+    case CimOperation::EnumerateInstances:
+      enumerateInstances(request, route, writer);
+      return;
+    case CimOperation::EnumerateInstanceNames:
+      enumerateInstanceNames(request, route, writer);
+      return;
+    case CimOperation::Associators:
+      associators(request, route.at(0), writer);
+      return;
+    case CimOperation::AssociatorNames:
+      associatorNames(request, route.at(0), writer);
+      return;
+    case CimOperation::References:
+      references(request, route.at(0), writer);
+      return;
+    case CimOperation::ReferenceNames:
+      referenceNames(request, route.at(0), writer);
+      return;
+    case CimOperation::GetInstance:
+      getInstance(request, route.at(0), writer);
+      return;
+    case CimOperation::GetProperty:
+      getProperty(request, route.at(0), writer);
+      return;
+    case CimOperation::CreateInstance:
+      createInstance(request, route.at(0), writer);
+      return;
+    case CimOperation::MethodCall:
+      methodCall(request, route.at(0), writer);
+      return;
+    case CimOperation::ModifyInstance: {
+      kest::IProvider& provider = route.at(0).provider->provider();
+      TransactionScope scope(provider, request.methodName);
+      provider.modifyInstance(request.nameSpace, request.instance, providerPropertyList(request),
+                              scope.transaction());
+      return;
+    }
+    case CimOperation::DeleteInstance: {
+      kest::IProvider& provider = route.at(0).provider->provider();
+      TransactionScope scope(provider, request.methodName);
+      provider.deleteInstance(request.nameSpace, request.instanceName, scope.transaction());
+      return;
+    }
+    case CimOperation::SetProperty: {
+      kest::IProvider& provider = route.at(0).provider->provider();
+      TransactionScope scope(provider, request.methodName);
+      provider.setProperty(request.nameSpace, request.instanceName, request.propertyName,
+                           request.newValue, scope.transaction());
+      return;
+    }
+  }
+}
+
+void Dispatcher::enumerateInstances(const CimRequest& request, const Route& route,
+                                    CimXmlWriter& writer) const {
+  const InstanceSelection selection(_catalog, request, _undeclared);
+  StreamingCollector<TOVSmrPtr<ITovaObject>> collector(
+      writer, [&](const TOVSmrPtr<ITovaObject>& object) {
+        if (!object || !object->getInstanceName()) {
+          logWarning("EnumerateInstances: the provider returned an object without a name; left out");
+          return;
+        }
+        selection.check(*object);
+        writer.namedInstance(*object, selection);
+      });
+  const kest::IProvider::PropertyList propertyList = providerPropertyList(request);
+  writer.beginIReturnValue();
+  for (const Target& target : route) {
+    kest::IProvider& provider = target.provider->provider();
+    TransactionScope scope(provider, request.methodName);
+    provider.enumerateInstances(collector, request.nameSpace, target.className, scope.transaction(),
+                                propertyList);
+  }
+  writer.end();
+}
+
+void Dispatcher::enumerateInstanceNames(const CimRequest& request, const Route& route,
+                                        CimXmlWriter& writer) const {
+  StreamingCollector<TOVSmrPtr<ITovaInstanceName>> collector(
+      writer, [&](const TOVSmrPtr<ITovaInstanceName>& name) {
+        if (!name) {
+          logWarning("EnumerateInstanceNames: the provider returned a null name; left out");
+          return;
+        }
+        writer.instanceName(*name);
+      });
+  writer.beginIReturnValue();
+  for (const Target& target : route) {
+    kest::IProvider& provider = target.provider->provider();
+    TransactionScope scope(provider, request.methodName);
+    provider.enumerateInstanceNames(collector, request.nameSpace, target.className,
+                                    scope.transaction());
+  }
+  writer.end();
+}
+
+TOVSmrPtr<ITovaObject> Dispatcher::fetch(const CimRequest& request,
+                                         const TOVSmrPtr<ITovaInstanceName>& name) const {
+  if (!name) return TOVSmrPtr<ITovaObject>();
+  LoadedProvider* provider = _providers.providerFor(request.nameSpace, name->getClassname());
+  if (provider == nullptr) return TOVSmrPtr<ITovaObject>();
+  TransactionScope scope(provider->provider(), "GetInstance");
+  TOVSmrPtr<ITovaObject> object;
+  provider->provider().getInstance(object, request.nameSpace, name, scope.transaction(),
+                                   providerPropertyList(request));
+  return object;
+}
+
+void Dispatcher::associators(const CimRequest& request, const Target& target,
+                             CimXmlWriter& writer) const {
+  const InstanceSelection selection(_catalog, request, _undeclared);
+  StreamingCollector<TOVSmrPtr<ITovaValue>> collector(
+      writer, [&](const TOVSmrPtr<ITovaValue>& value) {
+        if (!value || value->isNullValue()) return;
+        const TOVSmrPtr<ITovaType> type = value->getType();
+        TOVSmrPtr<ITovaObject> object;
+        if (type && type->isReference()) {
+          object = value->getObject();
+          if (!object) {
+            const TOVSmrPtr<ITovaInstanceName> name = value->getReference();
+            object = fetch(request, name);
+            if (!object) {
+              logWarning("Associators: " + (name ? name->toString() : TOVString("a null name")) +
+                         " cannot be fetched; left out");
+              return;
+            }
+          }
+        } else if (type && type->isObject()) {
+          object = value->getObject();
+        } else {
+          logWarning("Associators: the provider returned a value that is neither a reference nor "
+                     "an object; left out");
+          return;
+        }
+        writeObjectWithPath(writer, object, selection, "Associators");
+      });
+  kest::IProvider& provider = target.provider->provider();
+  writer.beginIReturnValue();
+  TransactionScope scope(provider, request.methodName);
+  provider.associators(collector, request.nameSpace, request.instanceName, scope.transaction(),
+                       request.assocClass, request.resultClass, request.role, request.resultRole,
+                       providerPropertyList(request));
+  writer.end();
+}
+
+void Dispatcher::associatorNames(const CimRequest& request, const Target& target,
+                                 CimXmlWriter& writer) const {
+  StreamingCollector<TOVSmrPtr<ITovaInstanceName>> collector(
+      writer, [&](const TOVSmrPtr<ITovaInstanceName>& name) {
+        writeObjectPath(writer, name, "AssociatorNames");
+      });
+  kest::IProvider& provider = target.provider->provider();
+  writer.beginIReturnValue();
+  TransactionScope scope(provider, request.methodName);
+  provider.associatorNames(collector, request.nameSpace, request.instanceName, scope.transaction(),
+                           request.assocClass, request.resultClass, request.role,
+                           request.resultRole);
+  writer.end();
+}
+
+void Dispatcher::references(const CimRequest& request, const Target& target,
+                            CimXmlWriter& writer) const {
+  const InstanceSelection selection(_catalog, request, _undeclared);
+  StreamingCollector<TOVSmrPtr<ITovaObject>> collector(
+      writer, [&](const TOVSmrPtr<ITovaObject>& object) {
+        writeObjectWithPath(writer, object, selection, "References");
+      });
+  kest::IProvider& provider = target.provider->provider();
+  writer.beginIReturnValue();
+  TransactionScope scope(provider, request.methodName);
+  provider.references(collector, request.nameSpace, request.instanceName, scope.transaction(),
+                      request.resultClass, request.role, providerPropertyList(request));
+  writer.end();
+}
+
+void Dispatcher::referenceNames(const CimRequest& request, const Target& target,
+                                CimXmlWriter& writer) const {
+  StreamingCollector<TOVSmrPtr<ITovaInstanceName>> collector(
+      writer, [&](const TOVSmrPtr<ITovaInstanceName>& name) {
+        writeObjectPath(writer, name, "ReferenceNames");
+      });
+  kest::IProvider& provider = target.provider->provider();
+  writer.beginIReturnValue();
+  TransactionScope scope(provider, request.methodName);
+  provider.referenceNames(collector, request.nameSpace, request.instanceName, scope.transaction(),
+                          request.resultClass, request.role);
+  writer.end();
+}
+
+void Dispatcher::getInstance(const CimRequest& request, const Target& target,
+                             CimXmlWriter& writer) const {
+  kest::IProvider& provider = target.provider->provider();
+  TOVSmrPtr<ITovaObject> object;
+  {
+    TransactionScope scope(provider, request.methodName);
+    provider.getInstance(object, request.nameSpace, request.instanceName, scope.transaction(),
+                         providerPropertyList(request));
+  }
+  if (!object) {
+    throw CimError(CIM_ERR_NOT_FOUND,
+                   "Instance not found: " + request.instanceName->toString().toStdString());
+  }
+  writer.beginIReturnValue();
+  const InstanceSelection selection(_catalog, request, _undeclared);
+  selection.check(*object);
+  writer.instance(*object, selection);
+  writer.end();
+}
+
+void Dispatcher::getProperty(const CimRequest& request, const Target& target,
+                             CimXmlWriter& writer) const {
+  kest::IProvider& provider = target.provider->provider();
+  TOVSmrPtr<ITovaObject> object;
+  {
+    TransactionScope scope(provider, request.methodName);
+    provider.getInstance(object, request.nameSpace, request.instanceName, scope.transaction(),
+                         kest::IProvider::PropertyList());
+  }
+  if (!object) {
+    throw CimError(CIM_ERR_NOT_FOUND,
+                   "Instance not found: " + request.instanceName->toString().toStdString());
+  }
+  const TOVSmrPtr<ITovaProperty> property = object->getPropertyByName(request.propertyName, true);
+  if (!property) {
+    throw CimError(CIM_ERR_NO_SUCH_PROPERTY, "The instance has no property " +
+                                                 request.propertyName.toStdString());
+  }
+  writer.beginIReturnValue();
+  const TOVSmrPtr<ITovaValue> value = property->getValue();
+  if (value) writer.value(*value);
+  writer.end();
+}
+
+void Dispatcher::createInstance(const CimRequest& request, const Target& target,
+                                CimXmlWriter& writer) const {
+  kest::IProvider& provider = target.provider->provider();
+  TOVSmrPtr<ITovaInstanceName> name;
+  {
+    TransactionScope scope(provider, request.methodName);
+    name = provider.createInstance(request.nameSpace, request.instance, scope.transaction());
+  }
+  if (!name) {
+    throw CimError(CIM_ERR_NOT_SUPPORTED, "CreateInstance is not supported for the class " +
+                                              request.className.toStdString() +
+                                              ": its provider created no instance");
+  }
+  writer.beginIReturnValue();
+  writer.instanceName(*name);
+  writer.end();
+}
+
+void Dispatcher::methodCall(const CimRequest& request, const Target& target,
+                            CimXmlWriter& writer) const {
+  kest::IProvider& provider = target.provider->provider();
+  const kest::IProvider::ParameterList out(new TOVValSlist<TOVParameter>());
+  TOVSmrPtr<ITovaValue> returnValue;
+  {
+    TransactionScope scope(provider, request.methodName);
+    returnValue = provider.executeMethod(request.nameSpace, request.instanceName,
+                                         TOVString(request.methodName), request.inParameters, out,
+                                         scope.transaction());
+  }
+  const ClassCatalog::ClassPtr cls = _catalog.find(request.nameSpace, request.className);
+  const MethodDefinition* method =
+      cls ? cls->findMethod(TOVString(request.methodName)) : nullptr;
+  const TOVString where = TOVString(request.methodName);
+  if (method != nullptr) {
+    returnValue = withDeclaredType(returnValue, method->returnType, "The return value of " + where);
+  }
+  if (returnValue) writer.returnValue(*returnValue);
+  for (const TOVParameter& parameter : *out) {
+    if (!parameter) continue;
+    TOVSmrPtr<ITovaValue> value = parameter->getValue();
+    if (method != nullptr) {
+      for (const ParameterDefinition& declared : method->parameters) {
+        if (sameName(declared.name, parameter->getName())) {
+          value = withDeclaredType(value, declared.type,
+                                   "The output parameter " + parameter->getName() + " of " + where);
+          break;
+        }
+      }
+    }
+    if (value) writer.paramValue(parameter->getName(), *value);
+  }
+}
+
+void Dispatcher::classOperation(const CimRequest& request, CimXmlWriter& writer) const {
+  ClassOutput output;
+  output.localOnly = request.localOnly;
+  output.includeQualifiers = request.includeQualifiers;
+  output.includeClassOrigin = request.includeClassOrigin;
+  kest::repository::ClassRequestOptions options;
+  options.localOnly = request.localOnly;
+  options.includeQualifiers = request.includeQualifiers;
+  options.includeClassOrigin = request.includeClassOrigin;
+  if (request.operation == CimOperation::GetClass) {
+    if (request.propertyList) output.propertyList = &*request.propertyList;
+    options.propertyList = request.propertyList;
+  }
+  // A class compiled from MOF is written as compiled (qualifiers, default
+  // values); one known otherwise from what the catalog holds.
+  auto writeClass = [&](const ClassDefinition& cls) {
+    if (cls.compiled) {
+      writer.compiledClass(cls.compiled->filtered(options));
+    } else {
+      writer.classDefinition(cls, output);
+    }
+  };
+  writer.beginIReturnValue();
+  if (request.operation == CimOperation::GetClass) {
+    writeClass(*_catalog.find(request.nameSpace, request.className));
+  } else {
+    for (const ClassCatalog::ClassPtr& cls :
+         _catalog.subclasses(request.nameSpace, request.className, request.deepInheritance)) {
+      if (request.operation == CimOperation::EnumerateClasses) {
+        writeClass(*cls);
+      } else {
+        writer.className(cls->name);
+      }
+      writer.flushIfFull();
+    }
+  }
+  writer.end();
+}
+
+}  // namespace kest::server

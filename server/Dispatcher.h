@@ -1,0 +1,110 @@
+#pragma once
+
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "host/String.h"
+#include "server/CimRequest.h"
+#include "server/CimXmlWriter.h"
+#include "server/ClassCatalog.h"
+#include "server/ProviderSet.h"
+
+namespace kest::server {
+
+// The classes whose instances came with properties their class does not
+// declare: each class is logged once (severity 2), with the undeclared
+// properties of the first such instance. Threads: report() may be called
+// from any thread.
+class UndeclaredPropertyLog {
+ public:
+  void report(const TOVString& nameSpace, const TOVString& className,
+              const std::vector<TOVString>& propertyNames);
+
+ private:
+  std::mutex _mutex;
+  std::set<std::string> _logged;  // "namespace:class", lower-cased; guarded by _mutex
+};
+
+// Dispatcher: carries out CIM operations against the providers and the class
+// catalog, writing each operation's results through a CimXmlWriter.
+//
+// route() checks what can be checked before any output: the namespace must be
+// one the server serves (CIM_ERR_INVALID_NAMESPACE), instance, association
+// and method operations need a provider that declares the class they address
+// (CIM_ERR_INVALID_CLASS), GetClass a known class (CIM_ERR_NOT_FOUND), class
+// enumerations a known class when they name one (CIM_ERR_INVALID_CLASS), and
+// class-level association requests are not supported (CIM_ERR_NOT_SUPPORTED).
+// Enumerations of instances go to every provider that serves the class or a
+// subclass of it (to each provider's topmost such classes).
+//
+// run() writes the content of the open IMETHODRESPONSE or METHODRESPONSE:
+//   class operations are answered from the catalog, never by a provider;
+//   enumerations and association operations stream each result as the
+//     provider adds it to the server's collector (results are not held);
+//   GetInstance, GetProperty: a missing instance is CIM_ERR_NOT_FOUND, a
+//     missing property CIM_ERR_NO_SUCH_PROPERTY;
+//   CreateInstance: a provider that returns no name (the framework's default)
+//     is CIM_ERR_NOT_SUPPORTED;
+//   Associators: a result the provider hands back as a reference is fetched
+//     from the provider of its class; one that cannot be fetched is left out
+//     and logged.
+// PropertyList, LocalOnly, DeepInheritance (of EnumerateInstances) and
+// IncludeClassOrigin select and annotate the properties written; the last
+// three need the class catalog's full definitions and change nothing for
+// classes known only by name. IncludeQualifiers adds class qualifiers only
+// (instances carry none). Instances are checked against the full definition
+// of their class when the catalog has one: properties it does not declare
+// are logged (UndeclaredPropertyLog) and still sent. A method call's return
+// value and output parameters take the type the method declares when the
+// provider's value has another type that converts (a string "5" for a
+// uint32); a value that does not convert is sent as it is and logged. Every provider call is bracketed by
+// startTransaction/endTransaction with a transaction of its own.
+// Whatever a provider throws leaves run() unchanged.
+//
+// Threads: const; any number of requests may be dispatched concurrently.
+class Dispatcher {
+ public:
+  // Where an operation goes: the provider and the class to ask it for.
+  struct Target {
+    LoadedProvider* provider;
+    TOVString className;
+  };
+  using Route = std::vector<Target>;
+
+  Dispatcher(const ProviderSet& providers, const ClassCatalog& catalog,
+             std::vector<TOVString> nameSpaces);
+
+  // Throws CimError.
+  Route route(const CimRequest& request) const;
+  void run(const CimRequest& request, const Route& route, CimXmlWriter& writer) const;
+
+  bool servesNameSpace(const TOVString& nameSpace) const;
+
+ private:
+  void enumerateInstances(const CimRequest& request, const Route& route,
+                          CimXmlWriter& writer) const;
+  void enumerateInstanceNames(const CimRequest& request, const Route& route,
+                              CimXmlWriter& writer) const;
+  void associators(const CimRequest& request, const Target& target, CimXmlWriter& writer) const;
+  void associatorNames(const CimRequest& request, const Target& target, CimXmlWriter& writer) const;
+  void references(const CimRequest& request, const Target& target, CimXmlWriter& writer) const;
+  void referenceNames(const CimRequest& request, const Target& target, CimXmlWriter& writer) const;
+  void getInstance(const CimRequest& request, const Target& target, CimXmlWriter& writer) const;
+  void getProperty(const CimRequest& request, const Target& target, CimXmlWriter& writer) const;
+  void createInstance(const CimRequest& request, const Target& target, CimXmlWriter& writer) const;
+  void methodCall(const CimRequest& request, const Target& target, CimXmlWriter& writer) const;
+  void classOperation(const CimRequest& request, CimXmlWriter& writer) const;
+  // The object named name, from the provider of its class; null when there
+  // is none.
+  TOVSmrPtr<ITovaObject> fetch(const CimRequest& request,
+                               const TOVSmrPtr<ITovaInstanceName>& name) const;
+
+  const ProviderSet& _providers;
+  const ClassCatalog& _catalog;
+  const std::vector<TOVString> _nameSpaces;
+  mutable UndeclaredPropertyLog _undeclared;
+};
+
+}  // namespace kest::server

@@ -1,0 +1,82 @@
+#include "server/Server.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "host/Log.h"
+#include "server/CimService.h"
+#include "server/Dispatcher.h"
+#include "server/MofClasses.h"
+#include "server/ProviderSet.h"
+#include "server/RequestParser.h"
+
+namespace kest::server {
+
+// The server's components, in the order they depend on each other.
+struct Server::Parts {
+  explicit Parts(const ServerSettings& settings)
+      : catalog(settings.nameSpaces.empty() ? TOVString("root/cimv2") : settings.nameSpaces[0]),
+        parser(catalog, settings.maxXmlDepth),
+        dispatcher(providers, catalog, settings.nameSpaces),
+        service(parser, dispatcher),
+        frontEnd(settings.http, service) {}
+
+  ClassCatalog catalog;
+  ProviderSet providers;
+  RequestParser parser;
+  Dispatcher dispatcher;
+  CimService service;
+  HttpFrontEnd frontEnd;
+};
+
+Server::Server(ServerSettings settings)
+    : _settings(std::move(settings)), _parts(std::make_unique<Parts>(_settings)) {}
+
+Server::~Server() { stop(); }
+
+ClassCatalog& Server::catalog() { return _parts->catalog; }
+
+int Server::start() {
+  if (_settings.nameSpaces.empty()) throw std::runtime_error("the server serves no namespace");
+  std::vector<ProviderSpec> providers = _settings.providers;
+  for (ProviderSpec& provider : providers) {
+    if (provider.nameSpace.isNull()) provider.nameSpace = _settings.nameSpaces[0];
+    if (!_parts->dispatcher.servesNameSpace(provider.nameSpace)) {
+      throw ProviderError(provider.path, "its namespace " + provider.nameSpace.toStdString() +
+                                             " is not one the server serves");
+    }
+  }
+  if (!_settings.mofFiles.empty()) {
+    for (const std::string& warning :
+         defineMofClasses(_settings.mofFiles, _settings.nameSpaces[0], _parts->catalog)) {
+      TOVLog::log("kest::server::Server", TOVString(warning), TOVLog::SEVERITY_WARNING, 2, 0,
+                  TOVLog::CIMOMLOG);
+    }
+  }
+  _parts->providers.start(providers, _parts->catalog.repository(), TOVString(_settings.workArea),
+                          _parts->catalog);
+  try {
+    _port = _parts->frontEnd.start();
+  } catch (...) {
+    _parts->providers.shutdown();
+    throw;
+  }
+  TOVLog::log("kest::server::Server", TOVString("kest-server listening on " + url()),
+              TOVLog::SEVERITY_INFO, 2, 0, TOVLog::CIMOMLOG);
+  return _port;
+}
+
+void Server::stop() {
+  if (!_parts->frontEnd.running()) return;
+  _parts->frontEnd.stop();
+  _parts->providers.shutdown();
+  TOVLog::log("kest::server::Server", "kest-server stopped", TOVLog::SEVERITY_INFO, 2, 0,
+              TOVLog::CIMOMLOG);
+}
+
+std::string Server::url() const {
+  return std::string(_parts->frontEnd.scheme()) + "://" + _settings.http.address + ":" +
+         std::to_string(_port);
+}
+
+}  // namespace kest::server

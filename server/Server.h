@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/String.h"
+#include "server/ClassCatalog.h"
+#include "server/HttpFrontEnd.h"
+#include "server/ProviderLoader.h"
+
+namespace kest::server {
+
+// Everything the server is configured with (see ServerConfig.h for where the
+// values come from).
+struct ServerSettings {
+  HttpSettings http;
+  // A provider with an empty namespace serves the first of nameSpaces.
+  std::vector<ProviderSpec> providers;
+  std::vector<TOVString> nameSpaces{"root/cimv2", "root/interop"};
+  // MOF files compiled at start (one compilation, starting in the first
+  // namespace): the full definitions of the classes they hold.
+  std::vector<std::string> mofFiles;
+  std::size_t maxXmlDepth = 64;
+  std::string workArea = ".";
+  // The highest severity logged to stderr (1 errors ... 4 everything).
+  int logLevel = 3;
+};
+
+// Server: the embedded WBEM server: its class catalog, providers, request
+// handling and HTTP front end, started and stopped as one.
+//
+// start() compiles the MOF files into the class catalog, starts the
+// providers (see ProviderSet for the order of their lifecycle calls) and
+// then listens; if any of it fails nothing is left running and the error is
+// thrown (ProviderError naming the provider's path and the reason, or
+// std::runtime_error, which lists the MOF diagnostics for MOF errors). MOF
+// warnings are logged at severity 2. stop() stops accepting connections, lets
+// the requests in flight finish, and then calls shutdown() on every
+// provider. The destructor stops.
+//
+// catalog() is where class definitions come from besides the providers'
+// declarations: the MOF files' classes, and full definitions defined there
+// before start(), take precedence over declarations.
+//
+// Threads: start(), stop() and catalog() belong to one controlling thread;
+// requests are served on the front end's connection threads.
+class Server {
+ public:
+  explicit Server(ServerSettings settings);
+  ~Server();
+  Server(const Server&) = delete;
+  Server& operator=(const Server&) = delete;
+
+  ClassCatalog& catalog();
+  // Returns the port listened on.
+  int start();
+  void stop();
+  // "http://<address>:<port>" (https with TLS); meaningful after start().
+  std::string url() const;
+
+ private:
+  struct Parts;
+  ServerSettings _settings;
+  std::unique_ptr<Parts> _parts;
+  int _port = 0;
+};
+
+}  // namespace kest::server

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/Config.h"
+#include "host/String.h"
+#include "server/ProviderLoader.h"
+#include "server/Server.h"
+
+namespace kest::server {
+
+// Reads the [Server] section of the configuration into settings. Every key
+// is optional; a missing key leaves the setting as it is:
+//   Address          the address to listen on;
+//   Port             the port (0: any free port);
+//   Providers        provider libraries, "path[@namespace], ...";
+//   NameSpaces       the namespaces served, "root/cimv2, root/interop";
+//   Mof              MOF files to compile at start, "file.mof, ...";
+//   User, Password   HTTP Basic credentials (no authentication without User);
+//   TlsCertificate, TlsKey   PEM files: serve HTTPS;
+//   MaxRequestSize   bytes of a request body;
+//   MaxXmlDepth      element nesting of a request;
+//   MaxConnections   connections served at once;
+//   IdleTimeout      seconds a silent connection is kept;
+//   WorkArea         the folder handed to providers as their work area;
+//   LogLevel         the highest severity logged to stderr, 1 to 4.
+// Throws std::invalid_argument "[Server] <key>: <problem>" for a value that
+// is not a number where one is needed, or is out of range.
+void readServerConfiguration(const KESTConfigManager& config, ServerSettings& settings);
+
+// The items of a comma-separated list, trimmed, empty ones dropped.
+std::vector<std::string> splitList(const std::string& text);
+
+// "path" or "path@namespace"; an empty namespace means the server's first.
+ProviderSpec parseProviderSpec(const std::string& text);
+
+}  // namespace kest::server

@@ -1,0 +1,58 @@
+#include "server/ServerProviderContext.h"
+
+#include "host/Log.h"
+#include "host/Property.h"
+#include "host/Value.h"
+
+namespace kest::server {
+
+namespace {
+
+const TOVString kSource("kest::server::ServerProviderContext");
+const TOVString kNone("(none)");
+
+TOVString orNone(const TOVString& text) { return text.isNull() ? kNone : text; }
+
+}  // namespace
+
+ServerProviderContext::ServerProviderContext(const TOVString& providerName,
+                                             const TOVString& nameSpace)
+    : _providerName(providerName), _nameSpace(nameSpace) {}
+
+void ServerProviderContext::deliverIndication(const TOVString& nameSpace,
+                                              const TOVSmrPtr<ITovaObject>& indication) {
+  TOVString className;
+  TOVString identifier;
+  if (indication) {
+    className = indication->getClassName();
+    const TOVSmrPtr<ITovaProperty> property =
+        indication->getPropertyByName("IndicationIdentifier", true);
+    const TOVSmrPtr<ITovaValue> value = property ? property->getValue() : TOVSmrPtr<ITovaValue>();
+    if (value && !value->isNullValue()) identifier = value->toString();
+  }
+  TOVLog::log(kSource,
+              "Indication " + orNone(className) + " " + orNone(identifier) + " from " +
+                  orNone(_providerName) + " for " + (nameSpace.isNull() ? _nameSpace : nameSpace),
+              TOVLog::SEVERITY_DEBUG, 2, 0, TOVLog::CIMOMLOG);
+}
+
+void ServerProviderContext::deliverLegacyIndication(const TOVSmrPtr<ITovaIndication>& indication) {
+  TOVString type = kNone;
+  TOVString className;
+  TOVString name;
+  if (indication) {
+    type = TOVString::fromInt(indication->getIndicationType());
+    const TOVSmrPtr<ITovaObject> object = indication->getObject();
+    if (object) {
+      className = object->getClassName();
+      const TOVSmrPtr<ITovaInstanceName> instanceName = object->getInstanceName();
+      if (instanceName) name = instanceName->toString();
+    }
+  }
+  TOVLog::log(kSource,
+              "Legacy indication " + type + " " + orNone(className) + " " + orNone(name) +
+                  " from " + orNone(_providerName),
+              TOVLog::SEVERITY_DEBUG, 2, 0, TOVLog::CIMOMLOG);
+}
+
+}  // namespace kest::server

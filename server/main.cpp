@@ -1,0 +1,124 @@
+// kest-server: a WBEM server (CIM-XML over HTTP) for providers built on the
+// kest provider framework. Settings come from the built-in defaults, then the
+// [Server] section of the file that KEST_CONFIG names, then the command line.
+// SIGINT and SIGTERM stop it: no new requests, requests in flight finish,
+// every provider is shut down, exit code 0. With --check-mof it only compiles
+// the MOF files given, reports every diagnostic on stdout and exits (1 when
+// there are errors) without starting.
+
+#include <pthread.h>
+
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "host/Config.h"
+#include "host/Log.h"
+#include "server/Server.h"
+#include "server/ServerConfig.h"
+#include "server/repository/CheckMof.h"
+
+namespace {
+
+using kest::server::ServerSettings;
+
+// Adds the command-line options to app; each one given replaces the setting.
+void addOptions(CLI::App& app, ServerSettings& settings, std::vector<std::string>& providers,
+                std::vector<std::string>& nameSpaces, std::vector<std::string>& mofFiles) {
+  kest::server::HttpSettings& http = settings.http;
+  app.add_option("--address", http.address, "Address to listen on (default 127.0.0.1)");
+  app.add_option("--port", http.port, "Port to listen on, 0 for any free one (default 5988)")
+      ->check(CLI::Range(0, 65535));
+  app.add_option("--provider", providers,
+                 "Provider library to load, PATH or PATH@NAMESPACE (repeatable)");
+  app.add_option("--namespace", nameSpaces,
+                 "Namespace to serve (repeatable; default root/cimv2 and root/interop)");
+  app.add_option("--mof", mofFiles, "MOF file to compile at start (repeatable)");
+  app.add_option("--user", http.user, "User name for HTTP Basic authentication");
+  app.add_option("--password", http.password, "Password for HTTP Basic authentication");
+  app.add_option("--tls-cert", http.tlsCertificate, "PEM certificate (chain): serve HTTPS");
+  app.add_option("--tls-key", http.tlsKey, "PEM private key of the certificate");
+  app.add_option("--max-request-size", http.maxRequestSize, "Largest request body, in bytes")
+      ->check(CLI::PositiveNumber);
+  app.add_option("--max-xml-depth", settings.maxXmlDepth, "Deepest element nesting of a request")
+      ->check(CLI::Range(8, 100000));
+  app.add_option("--max-connections", http.maxConnections, "Connections served at once")
+      ->check(CLI::PositiveNumber);
+  app.add_option("--idle-timeout", http.idleTimeoutSeconds,
+                 "Seconds a silent connection is kept open")
+      ->check(CLI::Range(1, 86400));
+  app.add_option("--work-area", settings.workArea, "Folder given to providers as work area");
+  app.add_option("--log-level", settings.logLevel,
+                 "Highest severity logged to stderr: 1 errors, 2 warnings, 3 information, 4 all")
+      ->check(CLI::Range(1, 4));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  ServerSettings settings;
+  std::string configError;
+  if (!KESTConfigManager::installFromEnvironment(configError)) {
+    std::fprintf(stderr, "kest-server: %s\n", configError.c_str());
+    return 1;
+  }
+  try {
+    if (const KESTConfigManager* config = KESTConfigManager::getInstance()) {
+      kest::server::readServerConfiguration(*config, settings);
+    }
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "kest-server: %s\n", error.what());
+    return 1;
+  }
+
+  CLI::App app{"kest-server: a WBEM server (CIM-XML over HTTP) for kest providers"};
+  std::vector<std::string> providers;
+  std::vector<std::string> nameSpaces;
+  std::vector<std::string> mofFiles;
+  std::vector<std::string> checkedFiles;
+  addOptions(app, settings, providers, nameSpaces, mofFiles);
+  app.add_option("--check-mof", checkedFiles,
+                 "Compile these MOF files, report their errors and exit without serving "
+                 "(exit code 1 on errors)");
+  CLI11_PARSE(app, argc, argv);
+  if (!providers.empty()) {
+    settings.providers.clear();
+    for (const std::string& provider : providers) {
+      settings.providers.push_back(kest::server::parseProviderSpec(provider));
+    }
+  }
+  if (!nameSpaces.empty()) settings.nameSpaces.assign(nameSpaces.begin(), nameSpaces.end());
+  if (!mofFiles.empty()) settings.mofFiles = mofFiles;
+  if (app.count("--check-mof") > 0) {
+    kest::repository::CompileOptions options;
+    if (!settings.nameSpaces.empty()) options.defaultNameSpace = settings.nameSpaces[0];
+    return kest::repository::checkMofFiles(checkedFiles, std::cout, options);
+  }
+  TOVLog::setStderrLevel(settings.logLevel);
+
+  // The signals are taken by sigwait below: block them before any thread
+  // starts, so that every thread inherits the mask.
+  sigset_t stopSignals;
+  sigemptyset(&stopSignals);
+  sigaddset(&stopSignals, SIGINT);
+  sigaddset(&stopSignals, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
+
+  kest::server::Server server(settings);
+  try {
+    server.start();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "kest-server: %s\n", error.what());
+    return 1;
+  }
+  int signal = 0;
+  sigwait(&stopSignals, &signal);
+  TOVLog::log("kest-server", signal == SIGINT ? "SIGINT received, stopping" : "SIGTERM received, stopping",
+              TOVLog::SEVERITY_INFO, 2, 0, TOVLog::CIMOMLOG);
+  server.stop();
+  return 0;
+}

@@ -48,7 +48,8 @@ class ClassOperationsTest : public ::testing::Test {
     ServerSettings settings;
     settings.http.port = 0;
     settings.providers = {ProviderSpec{KEST_TEST_PROVIDER, ""}};
-    settings.mofFiles = {kest::server::testing::dataPath("test.mof")};
+    settings.mofFiles = {kest::server::testing::dataPath("test.mof"),
+                         kest::server::testing::dataPath("embedded.mof")};
     _server = new Server(settings);
     // A class that a provider would declare and no MOF defines.
     _server->catalog().declare("root/cimv2", "Test_Undefined", "Test_Foo", false);
@@ -147,6 +148,17 @@ TEST_F(ClassOperationsTest, TheClassQualifiersAreEscaped) {
   EXPECT_EQ(foo.find("CLASSORIGIN"), std::string::npos);
 }
 
+TEST_F(ClassOperationsTest, EmbeddedObjectPropertiesAreMarkedOnScalarsOnly) {
+  EXPECT_EQ(getClass("Test_Holder", false, false, false),
+            "<CLASS NAME=\"Test_Holder\"><PROPERTY NAME=\"Id\" TYPE=\"string\"></PROPERTY>"
+            "<PROPERTY NAME=\"Held\" TYPE=\"string\" EmbeddedObject=\"instance\"></PROPERTY>"
+            "<PROPERTY NAME=\"Any\" TYPE=\"string\" EmbeddedObject=\"object\"></PROPERTY>"
+            "<PROPERTY.ARRAY NAME=\"Many\" TYPE=\"string\"></PROPERTY.ARRAY></CLASS>");
+  EXPECT_NE(getClass("Test_Holder", false, true, false)
+                .find("<QUALIFIER NAME=\"EmbeddedInstance\" TYPE=\"string\"><VALUE>Test_Bar</VALUE>"),
+            std::string::npos);
+}
+
 TEST_F(ClassOperationsTest, APropertyListKeepsOnlyTheNamedProperties) {
   const std::string list =
       "<VALUE.ARRAY><VALUE>tag</VALUE><VALUE>Unknown</VALUE></VALUE.ARRAY>";
@@ -190,11 +202,12 @@ TEST_F(ClassOperationsTest, EnumerateClassesFollowsDeepInheritance) {
       << deep;
   EXPECT_EQ(ask("EnumerateClassNames", boolean("DeepInheritance", false)),
             "<CLASSNAME NAME=\"Test_Bar\"/><CLASSNAME NAME=\"Test_Base\"/>"
-            "<CLASSNAME NAME=\"Test_FooBar\"/>");
+            "<CLASSNAME NAME=\"Test_FooBar\"/><CLASSNAME NAME=\"Test_Holder\"/>");
   EXPECT_EQ(ask("EnumerateClassNames", boolean("DeepInheritance", true)),
             "<CLASSNAME NAME=\"Test_Bar\"/><CLASSNAME NAME=\"Test_Base\"/>"
             "<CLASSNAME NAME=\"Test_Foo\"/><CLASSNAME NAME=\"Test_FooChild\"/>"
-            "<CLASSNAME NAME=\"Test_Undefined\"/><CLASSNAME NAME=\"Test_FooBar\"/>");
+            "<CLASSNAME NAME=\"Test_Undefined\"/><CLASSNAME NAME=\"Test_FooBar\"/>"
+            "<CLASSNAME NAME=\"Test_Holder\"/>");
 }
 
 TEST_F(ClassOperationsTest, TheSubclassTestKnowsCompiledAndDeclaredClasses) {

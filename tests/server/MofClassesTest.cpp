@@ -101,6 +101,21 @@ TEST(MofClassesTest, TheMofFilesDefineTheirClassesInTheirNamespaces) {
   EXPECT_TRUE(catalog.isSubclass("root/cimv2", "Test_FooChild", "Test_Base"));
   EXPECT_TRUE(catalog.find("root/interop", "Test_Profile"));
   EXPECT_FALSE(catalog.find("root/cimv2", "Test_Profile"));
+  // The catalog's class repository holds the compilation; each catalog
+  // definition keeps the compiled class it was made from.
+  const kest::repository::ClassPointer compiled =
+      catalog.classRepository().findClass("root/cimv2", "Test_Foo");
+  ASSERT_TRUE(compiled);
+  EXPECT_EQ(catalog.find("root/cimv2", "Test_Foo")->compiled, compiled);
+  EXPECT_TRUE(compiled->qualifiers.find("Description"));
+}
+
+TEST(MofClassesTest, AClassTheCatalogAlreadyDeclaresIsADuplicateForTheCompiler) {
+  ClassCatalog catalog("root/cimv2");
+  catalog.declare("root/cimv2", "Test_Bar", TOVString(), false);
+  EXPECT_THROW(defineMofClasses({dataPath("test.mof")}, "root/cimv2", catalog), std::runtime_error);
+  EXPECT_FALSE(catalog.find("root/cimv2", "Test_Bar")->hasFeatures);
+  EXPECT_FALSE(catalog.find("root/cimv2", "Test_Foo"));
 }
 
 TEST(MofClassesTest, WarningsAreReturned) {

@@ -404,3 +404,111 @@ TEST_F(WbemcliTest, AssociationRequestsForAnUnservedClassAreInvalidClass) {
         << command;
   }
 }
+
+TEST_F(WbemcliTest, GetClassShowsKeysArraysReferencesAndAPropertyList) {
+  EXPECT_EQ(wbemcli({"gc", "-t", "URL/root/cimv2:Test_Foo"}).out,
+            "HOST/root/cimv2:Test_Foo Name#=,Id#=,Flag=,Descr=,Count=,Vals[]=,Tags[]=\n");
+  EXPECT_EQ(wbemcli({"gc", "-t", "URL/root/cimv2:Test_FooBar"}).out,
+            "HOST/root/cimv2:Test_FooBar Antecedent&#=,Dependent&#=,Weight=\n");
+  EXPECT_EQ(wbemcli({"gc", "URL/root/cimv2:Test_FooChild", "Extra,Name"}).out,
+            "HOST/root/cimv2:Test_FooChild Name=,Extra=\n");
+}
+
+TEST_F(WbemcliTest, GetClassRawPrintsTheClassWithItsDefaultValues) {
+  const WbemcliRun run = wbemcli({"gcd", "URL/root/cimv2:Test_Bar"});
+  EXPECT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_EQ(run.out,
+            "<CLASS NAME=\"Test_Bar\"><PROPERTY NAME=\"Tag\" TYPE=\"string\"></PROPERTY><PROPERTY "
+            "NAME=\"Size\" TYPE=\"uint64\"><VALUE>0</VALUE></PROPERTY></CLASS>\n");
+}
+
+TEST_F(WbemcliTest, AClassOnlyAProviderDeclaresIsServedByName) {
+  EXPECT_EQ(wbemcli({"gc", "URL/root/cimv2:Test_ErrStd"}).out, "HOST/root/cimv2:Test_ErrStd \n");
+  EXPECT_EQ(wbemcli({"gcd", "URL/root/cimv2:Test_ErrStd"}).out, "<CLASS NAME=\"Test_ErrStd\"></CLASS>\n");
+}
+
+TEST_F(WbemcliTest, GetClassOfAnUnknownClassIsNotFound) {
+  const WbemcliRun run = wbemcli({"gc", "URL/root/cimv2:Test_Nothing"});
+  EXPECT_EQ(run.exitCode, 16);
+  EXPECT_EQ(run.err, cimError(6, "CIM_ERR_NOT_FOUND",
+                              "The class Test_Nothing does not exist in namespace root/cimv2"));
+}
+
+TEST_F(WbemcliTest, EnumerateClassesPrintsEveryClassBelowTheOneNamed) {
+  const WbemcliRun run = wbemcli({"ec", "URL/root/cimv2:Test_Base"});
+  EXPECT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_EQ(run.out,
+            "HOST/root/cimv2:Test_Foo Name=,Id=,Flag=,Descr=,Count=,Vals=,Tags=\n"
+            "HOST/root/cimv2:Test_FooChild Name=,Id=,Flag=,Descr=,Count=,Vals=,Tags=,Extra=\n");
+  EXPECT_EQ(wbemcli({"ec", "URL/root/cimv2:Test_Bar"}).out, "");
+  const WbemcliRun all = wbemcli({"ec", "URL/root/cimv2"});
+  EXPECT_NE(all.out.find("HOST/root/cimv2:Test_Bar Tag=,Size=\n"), std::string::npos) << all.out;
+  EXPECT_NE(all.out.find("HOST/root/cimv2:Test_ErrStd \n"), std::string::npos) << all.out;
+  EXPECT_EQ(wbemcli({"ecn", "URL/root/cimv2:Test_Foo"}).out, "HOST/root/cimv2:Test_FooChild\n");
+}
+
+TEST_F(WbemcliTest, MethodCallTypesEveryInputParameterFromItsDeclaration) {
+  const WbemcliRun run = wbemcli(
+      {"cm", kAbc, "Echo.S=\"hello world\",I=-7,B=true,A=\"x\",\"y z\",NA=1,2,3,R=Test_Bar.Tag=\"b1\""});
+  EXPECT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_EQ(run.out,
+            "HOST/root/cimv2:Test_Foo.Name=\"abc\",Id=42 Echo: 6, S (string): hello world, "
+            "I (sint16): -7, B (boolean): TRUE, A (string): x,y z, NA (uint8): 1,2,3, "
+            "R (reference): 127.0.0.1/root/cimv2Test_Bar.Tag=\"b1\"\n");
+  ASSERT_EQ(run.responses.size(), 2u);  // GetClass, then the method call
+  EXPECT_NE(run.responses[1].body.find("<PARAMVALUE NAME=\"NA\" PARAMTYPE=\"uint8\"><VALUE.ARRAY>"),
+            std::string::npos);
+}
+
+TEST_F(WbemcliTest, AnInputValueThatDoesNotFitTheDeclarationIsAnInvalidParameter) {
+  const std::vector<std::pair<const char*, std::string>> cases = {
+      {"DoIt.N=-1", "parameter N: \"-1\" is not a uint32 value"},
+      {"Echo.I=40000", "parameter I: \"40000\" is not a sint16 value"},
+      {"Echo.B=maybe", "parameter B: \"maybe\" is not a boolean value"},
+      {"Echo.NA=1,300", "parameter NA: \"300\" is not a uint8 value"},
+  };
+  for (const auto& [call, message] : cases) {
+    const WbemcliRun run = wbemcli({"cm", kAbc, call});
+    EXPECT_EQ(run.exitCode, 16) << call;
+    EXPECT_EQ(run.err, cimError(4, "CIM_ERR_INVALID_PARAMETER", message)) << call;
+  }
+}
+
+TEST_F(WbemcliTest, MethodResultsTakeTheDeclaredTypes) {
+  const std::size_t before = _capture->records().size();
+  const WbemcliRun run = wbemcli({"cm", kAbc, "Typed"});
+  EXPECT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_EQ(run.out,
+            "HOST/root/cimv2:Test_Foo.Name=\"abc\",Id=42 Typed: 5, Count (uint16): 12, "
+            "Flags (boolean): TRUE,FALSE, Text (string): plain, Small (string): 300\n");
+  ASSERT_EQ(run.responses.size(), 2u);
+  EXPECT_NE(run.responses[1].body.find("<RETURNVALUE PARAMTYPE=\"uint32\"><VALUE>5</VALUE>"),
+            std::string::npos);
+  std::vector<std::string> warnings;
+  const std::vector<TOVLogRecord> records = _capture->records();
+  for (std::size_t i = before; i < records.size(); ++i) {
+    const TOVLogRecord& record = records[i];
+    if (record.source == TOVString("kest::server::Dispatcher")) {
+      warnings.push_back(std::to_string(record.severity) + " " + record.message.toStdString());
+    }
+  }
+  EXPECT_EQ(warnings, (std::vector<std::string>{
+                          "2 The output parameter Small of Typed does not convert to the declared "
+                          "type sint8; sent as the provider made it"}));
+}
+
+TEST_F(WbemcliTest, PropertiesTheClassDoesNotDeclareAreSentAndLoggedOncePerClass) {
+  EXPECT_EQ(wbemcli({"gi", kAbc}).exitCode, 0);
+  EXPECT_EQ(wbemcli({"ei", "URL/root/cimv2:Test_Foo"}).exitCode, 0);
+  std::vector<std::string> messages;
+  const std::vector<TOVLogRecord> records = _capture->records();
+  for (const TOVLogRecord& record : records) {
+    if (record.message.toStdString().find("the class does not declare") != std::string::npos) {
+      messages.push_back(std::to_string(record.severity) + " " + record.message.toStdString());
+    }
+  }
+  EXPECT_EQ(messages, (std::vector<std::string>{
+                          "2 Instances of Test_Foo carry properties that the class does not "
+                          "declare: Peer, U8, S8, U16, S16, S32, U64, R32, R64, C16, When, Obj, "
+                          "Nothing"}));
+}

@@ -258,6 +258,10 @@ TEST_F(SynchronizedProviderTest, ChangeNotificationReachesTheObserverAfterTheLoc
   EXPECT_EQ(received[0]->getIndicationType(), ITovaIndication::IndicationChange);
   EXPECT_EQ(received[0]->getChangedProperties()->at(0), "Size");
   otherRequest.wait();
+  // The subscriber keeps the indications, which hold the object that holds
+  // the registration: end the registration as a host does.
+  _provider.deregisterObserver(diskName(1), observer, ITovaIndication::IndicationChange, nullptr,
+                               nullptr);
 }
 
 TEST_F(SynchronizedProviderTest, ObserverMayCallTheProviderFromItsNotification) {
@@ -270,6 +274,10 @@ TEST_F(SynchronizedProviderTest, ObserverMayCallTheProviderFromItsNotification) 
                              nullptr);
   disk->changed({"Size"});
   EXPECT_EQ(seen.get(), disk.get());
+  // The subscriber keeps the indications, which hold the object that holds
+  // the registration: end the registration as a host does.
+  _provider.deregisterObserver(diskName(1), observer, ITovaIndication::IndicationChange, nullptr,
+                               nullptr);
 }
 
 TEST_F(SynchronizedProviderTest, SubscriberRegisteredTwiceIsRemovedByTwoDeregistrations) {
@@ -314,6 +322,10 @@ TEST_F(SynchronizedProviderTest, OneSubscriberOnTwoObjectsSharesOneStandIn) {
                                nullptr);
   second->changed({"Size"});
   EXPECT_EQ(observer->received().size(), 1u);
+  // The subscriber keeps the indications, which hold the object that holds
+  // the registration: end the registration as a host does.
+  _provider.deregisterObserver(diskName(2), observer, ITovaIndication::IndicationChange, nullptr,
+                               nullptr);
 }
 
 TEST_F(SynchronizedProviderTest, ObserverOfAnUncachedObjectIsRefusedAndNotKept) {

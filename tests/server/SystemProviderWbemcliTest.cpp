@@ -3,7 +3,8 @@
 // real wbemcli queries it through a proxy that validates every response
 // against the CIM DTD. The machine changes while the tests run, so they check
 // the structure of the answers and the few values that are known: the server
-// process (started by this test program) and the host's name.
+// process (started by this test program) and the host's name. The server
+// polls the machine often, so the requests meet refresh cycles.
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -24,6 +25,7 @@ using kest::server::testing::HttpResponse;
 using kest::server::testing::RecordingProxy;
 using kest::server::testing::runProgram;
 using kest::server::testing::ServerProcess;
+using kest::server::testing::TemporaryFolder;
 
 namespace {
 
@@ -50,7 +52,10 @@ std::string literal(const std::string& text) {
 class SystemProviderWbemcliTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
-    _server = new ServerProcess({KEST_SERVER_EXECUTABLE, "--port", "0"});
+    // The provider refreshes every 50 ms, so requests meet refresh cycles.
+    _folder = new TemporaryFolder();
+    const std::string config = _folder->write("kest.ini", "[KEST]\nSystemPollInterval = 50\n");
+    _server = new ServerProcess({KEST_SERVER_EXECUTABLE, "--port", "0"}, {{"KEST_CONFIG", config}});
     ASSERT_NE(_server->port(), 0) << _server->errors();
     _proxy = new RecordingProxy(_server->port());
   }
@@ -58,6 +63,7 @@ class SystemProviderWbemcliTest : public ::testing::Test {
   static void TearDownTestSuite() {
     delete _proxy;
     delete _server;
+    delete _folder;
   }
 
   // The output of wbemcli with args, with "URL" at the start of an argument
@@ -114,10 +120,12 @@ class SystemProviderWbemcliTest : public ::testing::Test {
     return classes;
   }
 
+  static TemporaryFolder* _folder;
   static ServerProcess* _server;
   static RecordingProxy* _proxy;
 };
 
+TemporaryFolder* SystemProviderWbemcliTest::_folder = nullptr;
 ServerProcess* SystemProviderWbemcliTest::_server = nullptr;
 RecordingProxy* SystemProviderWbemcliTest::_proxy = nullptr;
 

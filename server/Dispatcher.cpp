@@ -201,9 +201,10 @@ class StreamingCollector : public kest::ICollector<T> {
   bool _clientGone = false;  // guarded by _mutex
 };
 
-// value with the type declared (a scalar or an array of intrinsic type):
-// value itself when it already has that type, cannot be converted, or
-// nothing is declared; what converts through its text otherwise.
+// A method result with the type its method declares (a scalar or an array of
+// an intrinsic type), converted through its text; value itself when it has
+// that type already, when nothing (or a reference or embedded object) is
+// declared, and when it does not convert (logged, naming what).
 TOVSmrPtr<ITovaValue> withDeclaredType(const TOVSmrPtr<ITovaValue>& value,
                                        const TOVSmrPtr<ITovaType>& declared, const TOVString& what) {
   if (!declared || !value || value->isNullValue()) return value;

@@ -42,7 +42,10 @@ struct ServerSettings {
 //
 // catalog() is where class definitions come from besides the providers'
 // declarations: the MOF files' classes, and full definitions defined there
-// before start(), take precedence over declarations.
+// before start(), take precedence over declarations. A class put there
+// before start() must not be in the MOF files too (the MOF compiler counts
+// it as a duplicate class). Providers get the catalog's class repository as
+// their ITovaRepository.
 //
 // Threads: start(), stop() and catalog() belong to one controlling thread;
 // requests are served on the front end's connection threads.

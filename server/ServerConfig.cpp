@@ -1,6 +1,8 @@
 #include "server/ServerConfig.h"
 
+#include <filesystem>
 #include <stdexcept>
+#include <system_error>
 
 namespace kest::server {
 
@@ -89,6 +91,19 @@ void readServerConfiguration(const KESTConfigManager& config, ServerSettings& se
   readNumber(config, "IdleTimeout", settings.http.idleTimeoutSeconds, 1, 86400);
   readString(config, "WorkArea", settings.workArea);
   readNumber(config, "LogLevel", settings.logLevel, 1, 4);
+}
+
+void applyDefaultProvider(ServerSettings& settings, const std::string& directory) {
+  if (!settings.providers.empty()) return;
+  settings.providers.push_back(ProviderSpec{directory + "/" + kDefaultProviderLibrary, TOVString()});
+  settings.mofFiles.insert(settings.mofFiles.begin(), directory + "/" + kDefaultProviderMof);
+}
+
+std::string programDirectory() {
+  std::error_code error;
+  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (error || !program.has_parent_path()) return ".";
+  return program.parent_path().string();
 }
 
 }  // namespace kest::server

@@ -35,4 +35,16 @@ std::vector<std::string> splitList(const std::string& text);
 // "path" or "path@namespace"; an empty namespace means the server's first.
 ProviderSpec parseProviderSpec(const std::string& text);
 
+// The embedded default: when settings name no provider, the system provider
+// (kDefaultProviderLibrary in directory, serving the first namespace) with
+// its classes (kDefaultProviderMof in directory, compiled before the MOF
+// files settings name). Settings that name a provider are left as they are.
+inline constexpr const char* kDefaultProviderLibrary = "libkest_system_provider.so";
+inline constexpr const char* kDefaultProviderMof = "kest-system.mof";
+void applyDefaultProvider(ServerSettings& settings, const std::string& directory);
+
+// The folder of the running program (from /proc/self/exe), where the build
+// puts the default provider; "." when it cannot be read.
+std::string programDirectory();
+
 }  // namespace kest::server

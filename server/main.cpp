@@ -1,6 +1,8 @@
 // kest-server: a WBEM server (CIM-XML over HTTP) for providers built on the
 // kest provider framework. Settings come from the built-in defaults, then the
-// [Server] section of the file that KEST_CONFIG names, then the command line.
+// [Server] section of the file that KEST_CONFIG names, then the command line;
+// when none of them names a provider, it serves the system provider built
+// beside it (applyDefaultProvider).
 // SIGINT and SIGTERM stop it: no new requests, requests in flight finish,
 // every provider is shut down, exit code 0. With --check-mof it only compiles
 // the MOF files given, reports every diagnostic on stdout and exits (1 when
@@ -34,7 +36,8 @@ void addOptions(CLI::App& app, ServerSettings& settings, std::vector<std::string
   app.add_option("--port", http.port, "Port to listen on, 0 for any free one (default 5988)")
       ->check(CLI::Range(0, 65535));
   app.add_option("--provider", providers,
-                 "Provider library to load, PATH or PATH@NAMESPACE (repeatable)");
+                 "Provider library to load, PATH or PATH@NAMESPACE (repeatable; default: the "
+                 "system provider beside kest-server)");
   app.add_option("--namespace", nameSpaces,
                  "Namespace to serve (repeatable; default root/cimv2 and root/interop)");
   app.add_option("--mof", mofFiles, "MOF file to compile at start (repeatable)");
@@ -98,6 +101,7 @@ int main(int argc, char** argv) {
     if (!settings.nameSpaces.empty()) options.defaultNameSpace = settings.nameSpaces[0];
     return kest::repository::checkMofFiles(checkedFiles, std::cout, options);
   }
+  kest::server::applyDefaultProvider(settings, kest::server::programDirectory());
   TOVLog::setStderrLevel(settings.logLevel);
 
   // The signals are taken by sigwait below: block them before any thread

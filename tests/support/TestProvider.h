@@ -6,7 +6,8 @@
 // TestProvider supplies the operations every real provider writes itself
 // (transactions, start-up, shut-down, version, name, audit log) and records
 // each call so that a test can check what the framework did; everything else
-// is the framework's own Provider. The instances it serves are
+// is the framework's own Provider (BasicTestProvider<Base> does the same on
+// top of another framework provider class, such as SynchronizedProvider). The instances it serves are
 // kest::testing::TestInstance (tests/support/TestInstances.h).
 
 #include <algorithm>
@@ -16,6 +17,7 @@
 
 #include "framework/Class.h"
 #include "framework/Provider.h"
+#include "framework/SynchronizedProvider.h"
 #include "host/Repository.h"
 #include "host/SmartPointer.h"
 #include "host/String.h"
@@ -24,7 +26,8 @@
 
 namespace kest::testing {
 
-class TestProvider : public kest::pf::Provider {
+template <typename Base>
+class BasicTestProvider : public Base {
  public:
   // One logAuditInfo call.
   struct AuditRecord {
@@ -34,8 +37,8 @@ class TestProvider : public kest::pf::Provider {
     TOVString methodName;
   };
 
-  TestProvider() = default;
-  explicit TestProvider(const TOVString& providerName) : _providerName(providerName) {}
+  BasicTestProvider() = default;
+  explicit BasicTestProvider(const TOVString& providerName) : _providerName(providerName) {}
 
   void startTransaction(const TOVSmrPtr<ITovaTransaction>& tovaTransaction) override {
     _startedTransactions.push_back(tovaTransaction);
@@ -69,8 +72,8 @@ class TestProvider : public kest::pf::Provider {
 
   // The framework's subscription count and the last indication number handed
   // out (0 before the first).
-  int subscriptionCount() const { return _subscriptionCount; }
-  int lastIndicationNumber() const { return indicationIDCounter.get(); }
+  int subscriptionCount() const { return this->_subscriptionCount; }
+  int lastIndicationNumber() const { return this->indicationIDCounter.get(); }
 
  private:
   TOVString _providerName = "Array";
@@ -79,6 +82,9 @@ class TestProvider : public kest::pf::Provider {
   std::vector<TOVSmrPtr<ITovaTransaction>> _endedTransactions;
   std::vector<std::string> _lifecycle;
 };
+
+using TestProvider = BasicTestProvider<kest::pf::Provider>;
+using SynchronizedTestProvider = BasicTestProvider<kest::pf::SynchronizedProvider>;
 
 // ClassTree: declares classes for a test and links them. A base and a child
 // linked both ways hold each other, so the tree would outlive the test (and

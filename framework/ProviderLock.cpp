@@ -1,0 +1,103 @@
+#include "framework/ProviderLock.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "host/Exception.h"
+
+namespace kest::pf {
+
+namespace {
+
+// What the calling thread holds of one lock.
+struct Hold {
+  const ProviderLock* lock;
+  bool exclusive;
+  unsigned depth;
+};
+
+// The calling thread's holds, one entry per lock it holds. Entries leave
+// with the outermost guard, so a destroyed lock never has one.
+thread_local std::vector<Hold> t_holds;
+
+Hold* holdOf(const ProviderLock* lock) {
+  const auto it =
+      std::find_if(t_holds.begin(), t_holds.end(), [lock](const Hold& h) { return h.lock == lock; });
+  return it == t_holds.end() ? nullptr : &*it;
+}
+
+}  // namespace
+
+ProviderLock::ProviderLock() = default;
+ProviderLock::~ProviderLock() = default;
+
+bool ProviderLock::isHeldByCurrentThread() const { return holdOf(this) != nullptr; }
+
+bool ProviderLock::isHeldExclusivelyByCurrentThread() const {
+  const Hold* hold = holdOf(this);
+  return hold != nullptr && hold->exclusive;
+}
+
+bool ProviderLock::enter(bool exclusive) {
+  Hold* hold = holdOf(this);
+  if (hold == nullptr) {
+    t_holds.push_back(Hold{this, exclusive, 1});
+    return true;
+  }
+  if (exclusive && !hold->exclusive) {
+    throw TovaBaseException("Provider", "kest::pf::ProviderLock::Exclusive", "",
+                            "cannot take the provider lock exclusively while this thread holds "
+                            "it shared",
+                            0);
+  }
+  ++hold->depth;
+  return false;
+}
+
+bool ProviderLock::leave(bool& exclusive) {
+  Hold* hold = holdOf(this);
+  exclusive = hold->exclusive;
+  if (--hold->depth > 0) return false;
+  t_holds.erase(t_holds.begin() + (hold - t_holds.data()));
+  return true;
+}
+
+ProviderLock::Shared::Shared(ProviderLock& lock) : _lock(lock) {
+  if (!_lock.enter(false)) return;
+  try {
+    _lock._mutex.lock_shared();
+  } catch (...) {
+    bool exclusive = false;
+    _lock.leave(exclusive);
+    throw;
+  }
+}
+
+ProviderLock::Shared::~Shared() {
+  bool exclusive = false;
+  if (!_lock.leave(exclusive)) return;
+  if (exclusive) {
+    _lock._mutex.unlock();
+  } else {
+    _lock._mutex.unlock_shared();
+  }
+}
+
+ProviderLock::Exclusive::Exclusive(ProviderLock& lock) : _lock(lock), _outermost(false) {
+  _outermost = _lock.enter(true);
+  if (!_outermost) return;
+  try {
+    _lock._mutex.lock();
+  } catch (...) {
+    bool exclusive = false;
+    _lock.leave(exclusive);
+    throw;
+  }
+}
+
+ProviderLock::Exclusive::~Exclusive() {
+  bool exclusive = false;
+  if (_lock.leave(exclusive)) _lock._mutex.unlock();
+}
+
+}  // namespace kest::pf

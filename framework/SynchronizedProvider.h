@@ -1,0 +1,184 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+
+#include "framework/Provider.h"
+#include "framework/ProviderLock.h"
+
+namespace kest::pf {
+
+// SynchronizedProvider: a Provider whose requests are serialised against the
+// provider's own changes to its cache, for providers that refresh the cache
+// from a poll thread (PollManager) while the host calls them. The framework's
+// cache takes no locks; this class adds one ProviderLock and takes it
+// around every operation that reads or changes the cache or the provider's
+// indication state:
+//   shared (requests may run together): enumerateInstances,
+//     enumerateInstanceNames, getInstance, associators, associatorNames,
+//     references, referenceNames (every form) and executeMethod;
+//   exclusive: registerObserver, deregisterObserver, activateSubscription,
+//     deactivateSubscription, enableIndications, disableIndications,
+//     setProviderContext and initialize.
+// Everything else is Provider's, unchanged. Provider code changes the cache
+// only while it holds an UpdateGuard (typically around the whole of its
+// factory's update()), and reads it outside requests under a RequestGuard.
+//
+// Indications outside the lock: while a thread holds the lock exclusively,
+// every indication the framework raises on it (creations and deletions
+// through the provider context, modifications to per-instance observers) is
+// queued instead of delivered, and the thread delivers the queue, in order,
+// right after its outermost UpdateGuard has released the lock. So a
+// subscriber that calls back into the provider, or hands the indication to
+// another thread that does, never waits for a lock held on its behalf; and
+// when an indication arrives the cache already shows the change. Deliveries
+// from different threads are serialised, in the order they were queued. A
+// delivery that throws is logged (source "kest::pf::SynchronizedProvider",
+// message "Deferred indication delivery failed: " + the error's message,
+// severity 1) and the next one goes on. Outside an exclusive hold, deliveries
+// go straight through, and their failures propagate as in Provider.
+//
+// To make this work, getProviderContext() returns a forwarding context
+// (null while no context is set), and observers registered for
+// IndicationChange are stored on instances as forwarding subscribers, one
+// per subscriber (kept while a registration may still be live, at most until
+// the provider is destroyed); register and deregister the same subscriber
+// object to pair them as usual.
+//
+// What the lock does not cover: the host reads the objects a request hands
+// back after the request has returned (a getInstance result, a list), and
+// native indications carry the live object. Provider code that changes an
+// object's properties in place must therefore make each property read safe
+// without the lock (for example by replacing an immutable snapshot of the
+// values atomically); the cache structures themselves are only touched under
+// the lock.
+//
+// Threads: every request may be called from any thread. The guards follow
+// ProviderLock's rules (re-entrant; a shared holder cannot take the lock
+// exclusively, which throws).
+class SynchronizedProvider : public Provider {
+ public:
+  // Holds the provider's lock exclusively for provider code that changes the
+  // cache; when the thread's outermost guard ends, the lock is released and
+  // then the queued indications are delivered on this thread.
+  class UpdateGuard {
+   public:
+    explicit UpdateGuard(SynchronizedProvider& provider);
+    ~UpdateGuard();
+    UpdateGuard(const UpdateGuard&) = delete;
+    UpdateGuard& operator=(const UpdateGuard&) = delete;
+
+   private:
+    SynchronizedProvider& _provider;
+    std::optional<ProviderLock::Exclusive> _hold;
+  };
+
+  // Holds the provider's lock shared for provider code that reads the cache
+  // outside a request.
+  class RequestGuard {
+   public:
+    explicit RequestGuard(SynchronizedProvider& provider);
+    ~RequestGuard();
+    RequestGuard(const RequestGuard&) = delete;
+    RequestGuard& operator=(const RequestGuard&) = delete;
+
+   private:
+    ProviderLock::Shared _hold;
+  };
+
+  SynchronizedProvider();
+  ~SynchronizedProvider() override;
+
+  void enumerateInstanceNames(ICollector<TOVSmrPtr<ITovaInstanceName>>& results,
+                              const TOVString& nameSpace, const TOVString& className,
+                              const TOVSmrPtr<ITovaTransaction>& tovaTransaction) override;
+  void referenceNames(ICollector<TOVSmrPtr<ITovaInstanceName>>& results, const TOVString& nameSpace,
+                      const TOVSmrPtr<ITovaInstanceName>& instanceName,
+                      const TOVSmrPtr<ITovaTransaction>& tovaTransaction,
+                      const TOVString& resultClassName, const TOVString& role) override;
+  void associatorNames(ICollector<TOVSmrPtr<ITovaInstanceName>>& results,
+                       const TOVString& nameSpace, const TOVSmrPtr<ITovaInstanceName>& instanceName,
+                       const TOVSmrPtr<ITovaTransaction>& tovaTransaction,
+                       const TOVString& assocClassName, const TOVString& resultClassName,
+                       const TOVString& role, const TOVString& resultRole) override;
+  TOVSmrPtr<ITovaObject> getInstance(TOVString nameSpace, TOVSmrPtr<ITovaInstanceName> instanceName,
+                                     TOVSmrPtr<ITovaTransaction> tovaTransaction) override;
+  void getInstance(TOVSmrPtr<ITovaObject>& results, const TOVString& nameSpace,
+                   TOVSmrPtr<ITovaInstanceName> instanceName,
+                   TOVSmrPtr<ITovaTransaction> tovaTransaction,
+                   const PropertyList& propertyList) override;
+  ObjectList enumerateInstances(TOVString nameSpace, TOVString className,
+                                TOVSmrPtr<ITovaTransaction> tovaTransaction) override;
+  void enumerateInstances(ICollector<TOVSmrPtr<ITovaObject>>& results, const TOVString& nameSpace,
+                          const TOVString& className,
+                          const TOVSmrPtr<ITovaTransaction>& tovaTransaction,
+                          const PropertyList& propertyList) override;
+  void references(ICollector<TOVSmrPtr<ITovaObject>>& results, const TOVString& nameSpace,
+                  const TOVSmrPtr<ITovaInstanceName>& instanceName,
+                  const TOVSmrPtr<ITovaTransaction>& tovaTransaction,
+                  const TOVString& resultClassName, const TOVString& role,
+                  const PropertyList& propertyList) override;
+  ObjectList references(TOVString nameSpace, TOVSmrPtr<ITovaInstanceName> instanceName,
+                        TOVSmrPtr<ITovaTransaction> tovaTransaction, TOVString resultClassName,
+                        TOVString role) override;
+  ValueList associators(TOVString nameSpace, TOVSmrPtr<ITovaInstanceName> instanceName,
+                        TOVSmrPtr<ITovaTransaction> tovaTransaction, TOVString assocClassName,
+                        TOVString resultClassName, TOVString role, TOVString resultRole) override;
+  void associators(ICollector<TOVSmrPtr<ITovaValue>>& results, const TOVString& nameSpace,
+                   const TOVSmrPtr<ITovaInstanceName>& instanceName,
+                   const TOVSmrPtr<ITovaTransaction>& tovaTransaction,
+                   const TOVString& assocClassName, const TOVString& resultClassName,
+                   const TOVString& role, const TOVString& resultRole,
+                   const PropertyList& propertyList) override;
+  TOVSmrPtr<ITovaValue> executeMethod(TOVString nameSpace,
+                                      TOVSmrPtr<ITovaInstanceName> instanceName,
+                                      TOVString methodName, ParameterList inParameterList,
+                                      ParameterList outParameterList,
+                                      TOVSmrPtr<ITovaTransaction> tovaTransaction) override;
+
+  TOVSmrPtr<ITovaValue> registerObserver(TOVSmrPtr<ITovaInstanceName> instanceName,
+                                         TOVSmrPtr<ITovaSubscriber> subscriber,
+                                         ITovaIndication::IndicationType indicationType,
+                                         TOVSmrPtr<ITovaSubscriptionFilter> filter,
+                                         TOVSmrPtr<ITovaTransaction> transaction) override;
+  TOVSmrPtr<ITovaValue> deregisterObserver(TOVSmrPtr<ITovaInstanceName> instanceName,
+                                           TOVSmrPtr<ITovaSubscriber> subscriber,
+                                           ITovaIndication::IndicationType indicationType,
+                                           TOVSmrPtr<ITovaSubscriptionFilter> filter,
+                                           TOVSmrPtr<ITovaTransaction> transaction) override;
+  int activateSubscription(const TOVSmrPtr<ITovaInstanceName>& filterName, const ClassList& classes,
+                           const TOVSmrPtr<IQueryStatement>& query) override;
+  int deactivateSubscription(const TOVSmrPtr<ITovaInstanceName>& filterName,
+                             const ClassList& classes,
+                             const TOVSmrPtr<IQueryStatement>& query) override;
+  int enableIndications() override;
+  int disableIndications() override;
+  void initialize(TOVSmrPtr<ITovaRepository> tovaRepository) override;
+  // Keeps providerContext behind the forwarding context.
+  void setProviderContext(const TOVSmrPtr<IProviderContext>& providerContext) override;
+  // The forwarding context, or null while no context is set.
+  TOVSmrPtr<IProviderContext> getProviderContext() const override;
+
+ private:
+  class Dispatch;
+
+  // A subscriber's forwarding stand-in and the number of its change
+  // registrations that may still be live.
+  struct Observer {
+    TOVSmrPtr<ITovaSubscriber> forwarder;
+    unsigned registrations;
+  };
+
+  // Shared with the forwarding context and subscribers, which may outlive
+  // the provider inside objects the host still holds.
+  std::shared_ptr<Dispatch> _dispatch;
+  // Made once, forwards to the context set last (the base's
+  // _providerContext stays null).
+  TOVSmrPtr<IProviderContext> _forwardingContext;
+  // Keyed by the subscriber the host registered. Guarded by the lock held
+  // exclusively.
+  std::map<const ITovaSubscriber*, Observer> _observers;
+};
+
+}  // namespace kest::pf

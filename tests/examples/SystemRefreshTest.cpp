@@ -14,6 +14,7 @@
 
 #include "host/Indication.h"
 #include "tests/examples/SystemProviderTesting.h"
+#include "tests/support/WaitUntil.h"
 
 using kest::VectorCollector;
 using kest::testing::elementName;
@@ -22,6 +23,7 @@ using kest::testing::label;
 using kest::testing::processName;
 using kest::testing::sorted;
 using kest::testing::systemName;
+using kest::testing::waitUntil;
 
 namespace {
 
@@ -255,15 +257,6 @@ TEST_F(SystemRefreshTest, WithoutIndicationsTheCacheStillFollowsTheMachine) {
   EXPECT_EQ(valueOf(processName(100), "State"), "Running");
   EXPECT_TRUE(legacyIndications().empty());
   EXPECT_TRUE(subscriber->received().empty());
-}
-
-bool waitUntil(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() >= deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-  return true;
 }
 
 TEST(SystemPollingTest, PollThreadFollowsTheMachineWhileRequestsAreServed) {

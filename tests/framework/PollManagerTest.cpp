@@ -18,27 +18,18 @@
 #include "host/Log.h"
 #include "host/SmartPointer.h"
 #include "host/String.h"
+#include "tests/support/WaitUntil.h"
 
 using kest::pf::Context;
 using kest::pf::InstanceFactory;
 using kest::pf::PollManager;
+using kest::testing::waitUntil;
 
 namespace {
 
 constexpr const char* kPolling = "Polling ...";
 constexpr const char* kCycleFailed = "Poll failed - Exception occured.";
 constexpr const char* kStopped = "Poll failed - Exception while polling. Pollmanager stopped.";
-
-// Waits until condition holds, checking every millisecond for up to 30
-// seconds; returns whether it held.
-bool waitUntil(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() >= deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
-}
 
 // A factory that counts its calls and keeps every context it hands out and
 // receives. poll() throws when told to; update() runs an optional action.

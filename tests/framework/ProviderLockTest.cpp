@@ -9,21 +9,14 @@
 
 #include "host/Exception.h"
 #include "tests/support/Thrown.h"
+#include "tests/support/WaitUntil.h"
 
 using kest::pf::ProviderLock;
 using kest::testing::Thrown;
 using kest::testing::thrownAs;
+using kest::testing::waitUntil;
 
 namespace {
-
-bool waitUntil(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() >= deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
-}
 
 // Gives a thread that should be blocked a fair chance to get through.
 void pause() { std::this_thread::sleep_for(std::chrono::milliseconds(50)); }

@@ -35,6 +35,7 @@
 #include "tests/support/ObjectModelBuilders.h"
 #include "tests/support/TestInstances.h"
 #include "tests/support/TestProvider.h"
+#include "tests/support/WaitUntil.h"
 
 using kest::RecordingProviderContext;
 using kest::VectorCollector;
@@ -51,21 +52,13 @@ using kest::testing::makePath;
 using kest::testing::refTo;
 using kest::testing::TestInstance;
 using kest::testing::TestProvider;
+using kest::testing::waitUntil;
 
 namespace {
 
 constexpr const char* kPool = "KEST_StoragePool";
 constexpr const char* kDisk = "KEST_DiskDrive";
 constexpr const char* kMember = "KEST_PoolMember";
-
-bool waitUntil(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() >= deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
-}
 
 TOVSmrPtr<ITovaInstanceName> objectName(const char* className, const std::string& id) {
   return makeName(className, {Key{"SystemName", make("array1")}, Key{"DeviceID", make(id.c_str())}},

@@ -22,6 +22,7 @@
 #include "tests/support/TestInstances.h"
 #include "tests/support/TestProvider.h"
 #include "tests/support/Thrown.h"
+#include "tests/support/WaitUntil.h"
 
 using kest::RecordingProviderContext;
 using kest::VectorCollector;
@@ -34,19 +35,11 @@ using kest::testing::SynchronizedTestProvider;
 using kest::testing::TestInstance;
 using kest::testing::Thrown;
 using kest::testing::thrownAs;
+using kest::testing::waitUntil;
 
 namespace {
 
 constexpr const char* kDisk = "KEST_Disk";
-
-bool waitUntil(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() >= deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
-}
 
 void pause() { std::this_thread::sleep_for(std::chrono::milliseconds(50)); }
 

@@ -46,7 +46,8 @@ class BenchProvider : public kest::pf::Provider {
     for (const char* name : {"Bench_Item", "Bench_Hub"}) {
       manager.registerClass(TOVSmrPtr<Class>(new Class(name, nullptr, nullptr, false, nullptr)));
     }
-    manager.registerClass(TOVSmrPtr<Class>(new Class("Bench_Link", nullptr, nullptr, true, nullptr)));
+    manager.registerClass(
+        TOVSmrPtr<Class>(new Class("Bench_Link", nullptr, nullptr, true, nullptr)));
     manager.addAssociation("Bench_Item", "Bench_Link");
     manager.addAssociation("Bench_Hub", "Bench_Link");
 
@@ -58,13 +59,15 @@ class BenchProvider : public kest::pf::Provider {
     const std::size_t count = instanceCount();
     for (std::size_t i = 0; i < count; ++i) {
       const TOVString id = TOVString::fromUInt(i);
-      const TOVSmrPtr<ITovaInstanceName> name = makeName(
-          "Bench_Item", {Key{"Id", make(static_cast<TOVuint32>(i))}, Key{"Name", make("item-" + id)}});
+      const TOVSmrPtr<ITovaInstanceName> name =
+          makeName("Bench_Item",
+                   {Key{"Id", make(static_cast<TOVuint32>(i))}, Key{"Name", make("item-" + id)}});
       const TOVSmrPtr<TestInstance> item(new TestInstance(manager, "Bench_Item", name));
       item->setProperty("Id", make(static_cast<TOVuint32>(i)));
       item->setProperty("Name", make("item-" + id));
       item->setProperty("Caption", make("Benchmark item number " + id));
-      item->setProperty("Description", make(TOVString("A synthetic object served by the benchmark")));
+      item->setProperty("Description",
+                        make(TOVString("A synthetic object served by the benchmark")));
       item->setProperty("Vendor", make(TOVString("Kest Storage Systems")));
       item->setProperty("Model", make(TOVString("KS-4000")));
       item->setProperty("SerialNumber", make("SN-" + TOVString::fromUInt(1000000 + i)));

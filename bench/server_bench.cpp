@@ -56,7 +56,8 @@ class ServerProcess {
     std::string errors;
     char buffer[4096];
     const std::string marker = "listening on http://127.0.0.1:";
-    while (errors.find(marker) == std::string::npos || errors.find('\n', errors.find(marker)) == std::string::npos) {
+    while (errors.find(marker) == std::string::npos ||
+           errors.find('\n', errors.find(marker)) == std::string::npos) {
       const ssize_t n = read(pipeEnds[0], buffer, sizeof buffer);
       if (n <= 0) throw std::runtime_error("kest-server did not start: " + errors);
       errors.append(buffer, static_cast<std::size_t>(n));
@@ -202,9 +203,11 @@ class Client {
 std::string post(const std::string& method, const std::string& parameters) {
   const std::string body =
       "<?xml version=\"1.0\" encoding=\"utf-8\" ?>\n<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\">"
-      "<MESSAGE ID=\"1\" PROTOCOLVERSION=\"1.0\"><SIMPLEREQ><IMETHODCALL NAME=\"" + method +
+      "<MESSAGE ID=\"1\" PROTOCOLVERSION=\"1.0\"><SIMPLEREQ><IMETHODCALL NAME=\"" +
+      method +
       "\"><LOCALNAMESPACEPATH><NAMESPACE NAME=\"root\"/><NAMESPACE NAME=\"cimv2\"/>"
-      "</LOCALNAMESPACEPATH>" + parameters + "</IMETHODCALL></SIMPLEREQ></MESSAGE></CIM>";
+      "</LOCALNAMESPACEPATH>" +
+      parameters + "</IMETHODCALL></SIMPLEREQ></MESSAGE></CIM>";
   return "POST /cimom HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: application/xml; "
          "charset=\"utf-8\"\r\nCIMProtocolVersion: 1.0\r\nCIMOperation: MethodCall\r\nCIMMethod: " +
          method + "\r\nCIMObject: root%2Fcimv2\r\nContent-Length: " + std::to_string(body.size()) +
@@ -212,7 +215,8 @@ std::string post(const std::string& method, const std::string& parameters) {
 }
 
 const std::string kItemName =
-    "<INSTANCENAME CLASSNAME=\"Bench_Item\"><KEYBINDING NAME=\"Id\"><KEYVALUE VALUETYPE=\"numeric\" "
+    "<INSTANCENAME CLASSNAME=\"Bench_Item\"><KEYBINDING NAME=\"Id\"><KEYVALUE "
+    "VALUETYPE=\"numeric\" "
     "TYPE=\"uint32\">4242</KEYVALUE></KEYBINDING><KEYBINDING NAME=\"Name\"><KEYVALUE "
     "VALUETYPE=\"string\" TYPE=\"string\">item-4242</KEYVALUE></KEYBINDING></INSTANCENAME>";
 const std::string kHubName =
@@ -233,7 +237,8 @@ void BM_EnumerateInstances(benchmark::State& state) {
   const double rssAfterStart = server.memoryKb("VmRSS");
   Client client(server.port());
   const std::string request =
-      post("EnumerateInstances", "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"Bench_Item\"/></IPARAMVALUE>");
+      post("EnumerateInstances",
+           "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"Bench_Item\"/></IPARAMVALUE>");
   std::size_t bytes = 0;
   double cpu = 0;
   double wall = 0;
@@ -252,17 +257,24 @@ void BM_EnumerateInstances(benchmark::State& state) {
   state.counters["server_rss_after_start_MB"] = rssAfterStart / 1024;
   state.counters["server_peak_rss_MB"] = server.memoryKb("VmHWM") / 1024;
 }
-BENCHMARK(BM_EnumerateInstances)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_EnumerateInstances)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 void BM_GetInstance(benchmark::State& state) {
   ServerProcess& server = serverFor(10000);
   Client client(server.port());
-  const std::string request = post("GetInstance", "<IPARAMVALUE NAME=\"InstanceName\">" + kItemName + "</IPARAMVALUE>");
+  const std::string request =
+      post("GetInstance", "<IPARAMVALUE NAME=\"InstanceName\">" + kItemName + "</IPARAMVALUE>");
   std::vector<double> latencies;
   for (auto _ : state) {
     const auto start = std::chrono::steady_clock::now();
     benchmark::DoNotOptimize(client.call(request));
-    latencies.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
+    latencies.push_back(
+        std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start)
+            .count());
   }
   std::sort(latencies.begin(), latencies.end());
   state.counters["median_us"] = latencies[latencies.size() / 2];
@@ -273,7 +285,8 @@ BENCHMARK(BM_GetInstance)->Unit(benchmark::kMicrosecond)->UseRealTime();
 void BM_AssociatorsOfAnObjectWith1000Associations(benchmark::State& state) {
   ServerProcess& server = serverFor(10000);
   Client client(server.port());
-  const std::string request = post("Associators", "<IPARAMVALUE NAME=\"ObjectName\">" + kHubName + "</IPARAMVALUE>");
+  const std::string request =
+      post("Associators", "<IPARAMVALUE NAME=\"ObjectName\">" + kHubName + "</IPARAMVALUE>");
   std::size_t bytes = 0;
   try {
     for (auto _ : state) bytes = client.call(request);
@@ -284,6 +297,8 @@ void BM_AssociatorsOfAnObjectWith1000Associations(benchmark::State& state) {
   state.SetBytesProcessed(static_cast<int64_t>(bytes * state.iterations()));
   state.counters["response_MB"] = static_cast<double>(bytes) / 1e6;
 }
-BENCHMARK(BM_AssociatorsOfAnObjectWith1000Associations)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_AssociatorsOfAnObjectWith1000Associations)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 }  // namespace

@@ -21,8 +21,8 @@ struct Hold {
 thread_local std::vector<Hold> t_holds;
 
 Hold* holdOf(const ProviderLock* lock) {
-  const auto it =
-      std::find_if(t_holds.begin(), t_holds.end(), [lock](const Hold& h) { return h.lock == lock; });
+  const auto it = std::find_if(t_holds.begin(), t_holds.end(),
+                               [lock](const Hold& h) { return h.lock == lock; });
   return it == t_holds.end() ? nullptr : &*it;
 }
 

@@ -101,7 +101,8 @@ class ForwardingContext : public IProviderContext {
   }
   void deliverLegacyIndication(const TOVSmrPtr<ITovaIndication>& indication) override {
     const TOVSmrPtr<IProviderContext> target = _dispatch->target();
-    _dispatch->deliverOrQueue([target, indication] { target->deliverLegacyIndication(indication); });
+    _dispatch->deliverOrQueue(
+        [target, indication] { target->deliverLegacyIndication(indication); });
   }
 
  private:
@@ -165,8 +166,7 @@ void SynchronizedProvider::referenceNames(ICollector<TOVSmrPtr<ITovaInstanceName
                                           const TOVString& nameSpace,
                                           const TOVSmrPtr<ITovaInstanceName>& instanceName,
                                           const TOVSmrPtr<ITovaTransaction>& tovaTransaction,
-                                          const TOVString& resultClassName,
-                                          const TOVString& role) {
+                                          const TOVString& resultClassName, const TOVString& role) {
   const RequestGuard guard(*this);
   Provider::referenceNames(results, nameSpace, instanceName, tovaTransaction, resultClassName,
                            role);
@@ -177,8 +177,8 @@ void SynchronizedProvider::associatorNames(ICollector<TOVSmrPtr<ITovaInstanceNam
                                            const TOVSmrPtr<ITovaInstanceName>& instanceName,
                                            const TOVSmrPtr<ITovaTransaction>& tovaTransaction,
                                            const TOVString& assocClassName,
-                                           const TOVString& resultClassName,
-                                           const TOVString& role, const TOVString& resultRole) {
+                                           const TOVString& resultClassName, const TOVString& role,
+                                           const TOVString& resultRole) {
   const RequestGuard guard(*this);
   Provider::associatorNames(results, nameSpace, instanceName, tovaTransaction, assocClassName,
                             resultClassName, role, resultRole);
@@ -228,24 +228,26 @@ void SynchronizedProvider::references(ICollector<TOVSmrPtr<ITovaObject>>& result
                        propertyList);
 }
 
-IProvider::ObjectList SynchronizedProvider::references(
-    TOVString nameSpace, TOVSmrPtr<ITovaInstanceName> instanceName,
-    TOVSmrPtr<ITovaTransaction> tovaTransaction, TOVString resultClassName, TOVString role) {
+IProvider::ObjectList SynchronizedProvider::references(TOVString nameSpace,
+                                                       TOVSmrPtr<ITovaInstanceName> instanceName,
+                                                       TOVSmrPtr<ITovaTransaction> tovaTransaction,
+                                                       TOVString resultClassName, TOVString role) {
   const RequestGuard guard(*this);
   return Provider::references(std::move(nameSpace), std::move(instanceName),
                               std::move(tovaTransaction), std::move(resultClassName),
                               std::move(role));
 }
 
-IProvider::ValueList SynchronizedProvider::associators(
-    TOVString nameSpace, TOVSmrPtr<ITovaInstanceName> instanceName,
-    TOVSmrPtr<ITovaTransaction> tovaTransaction, TOVString assocClassName,
-    TOVString resultClassName, TOVString role, TOVString resultRole) {
+IProvider::ValueList SynchronizedProvider::associators(TOVString nameSpace,
+                                                       TOVSmrPtr<ITovaInstanceName> instanceName,
+                                                       TOVSmrPtr<ITovaTransaction> tovaTransaction,
+                                                       TOVString assocClassName,
+                                                       TOVString resultClassName, TOVString role,
+                                                       TOVString resultRole) {
   const RequestGuard guard(*this);
   return Provider::associators(std::move(nameSpace), std::move(instanceName),
                                std::move(tovaTransaction), std::move(assocClassName),
-                               std::move(resultClassName), std::move(role),
-                               std::move(resultRole));
+                               std::move(resultClassName), std::move(role), std::move(resultRole));
 }
 
 void SynchronizedProvider::associators(ICollector<TOVSmrPtr<ITovaValue>>& results,

@@ -142,8 +142,7 @@ bool isNumeric(CimTypeCode code) {
 bool isNull(const TOVSmrPtr<ITovaValue>& value) { return !value || value->isNullValue(); }
 
 void logLeftOut(const TOVString& what) {
-  TOVLog::log("kest::server::CimXmlWriter", what, TOVLog::SEVERITY_WARNING, 2, 0,
-              TOVLog::CIMOMLOG);
+  TOVLog::log("kest::server::CimXmlWriter", what, TOVLog::SEVERITY_WARNING, 2, 0, TOVLog::CIMOMLOG);
 }
 
 }  // namespace
@@ -445,7 +444,8 @@ void CimXmlWriter::property(const ITovaProperty& property, const TOVString& clas
   const CimTypeCode code = type ? CTovaType::codeOf(*type) : CimTypeCode::String;
   if (type && type->isArray()) {
     if (code == CimTypeCode::Reference) {
-      logLeftOut("Property " + name + " is an array of references, which an instance cannot carry;"
+      logLeftOut("Property " + name +
+                 " is an array of references, which an instance cannot carry;"
                  " it is left out");
       return;
     }
@@ -499,13 +499,14 @@ void CimXmlWriter::keyBindings(const ITovaInstanceName& name) {
       referenceValue(value->getReference().get());
     } else {
       CimTypeCode code = type ? CTovaType::codeOf(*type) : CimTypeCode::String;
-      if (code == CimTypeCode::Reference || code == CimTypeCode::Object || (type && type->isArray())) {
+      if (code == CimTypeCode::Reference || code == CimTypeCode::Object ||
+          (type && type->isArray())) {
         code = CimTypeCode::String;
       }
       open("KEYVALUE");
       attribute("VALUETYPE", code == CimTypeCode::Boolean ? "boolean"
-                             : isNumeric(code)           ? "numeric"
-                                                         : "string");
+                             : isNumeric(code)            ? "numeric"
+                                                          : "string");
       attribute("TYPE", dtdTypeName(code));
       _buffer += '>';
       if (!isNull(value)) {

@@ -93,8 +93,8 @@ class ClassCatalog {
   ClassCatalog(const ClassCatalog&) = delete;
   ClassCatalog& operator=(const ClassCatalog&) = delete;
 
-  void declare(const TOVString& nameSpace, const TOVString& className,
-               const TOVString& superClass, bool association);
+  void declare(const TOVString& nameSpace, const TOVString& className, const TOVString& superClass,
+               bool association);
   void define(const TOVString& nameSpace, const ClassDefinition& definition);
 
   // Null when the class is unknown in nameSpace.

@@ -206,7 +206,8 @@ class StreamingCollector : public kest::ICollector<T> {
 // that type already, when nothing (or a reference or embedded object) is
 // declared, and when it does not convert (logged, naming what).
 TOVSmrPtr<ITovaValue> withDeclaredType(const TOVSmrPtr<ITovaValue>& value,
-                                       const TOVSmrPtr<ITovaType>& declared, const TOVString& what) {
+                                       const TOVSmrPtr<ITovaType>& declared,
+                                       const TOVString& what) {
   if (!declared || !value || value->isNullValue()) return value;
   const TOVSmrPtr<ITovaType> actual = value->getType();
   const CimTypeCode code = CTovaType::codeOf(*declared);
@@ -239,8 +240,8 @@ TOVSmrPtr<ITovaValue> withDeclaredType(const TOVSmrPtr<ITovaValue>& value,
     result = converted(*value);
   }
   if (!result) {
-    logWarning(what + " does not convert to the declared type " + TOVString(CTovaType::codeName(code)) +
-               "; sent as the provider made it");
+    logWarning(what + " does not convert to the declared type " +
+               TOVString(CTovaType::codeName(code)) + "; sent as the provider made it");
     return value;
   }
   return result;
@@ -283,8 +284,8 @@ void UndeclaredPropertyLog::report(const TOVString& nameSpace, const TOVString& 
     if (!names.isNull()) names += ", ";
     names += name;
   }
-  logWarning("Instances of " + className + " carry properties that the class does not declare: " +
-             names);
+  logWarning("Instances of " + className +
+             " carry properties that the class does not declare: " + names);
 }
 
 Dispatcher::Dispatcher(const ProviderSet& providers, const ClassCatalog& catalog,
@@ -436,7 +437,8 @@ void Dispatcher::enumerateInstances(const CimRequest& request, const Route& rout
   StreamingCollector<TOVSmrPtr<ITovaObject>> collector(
       writer, [&](const TOVSmrPtr<ITovaObject>& object) {
         if (!object || !object->getInstanceName()) {
-          logWarning("EnumerateInstances: the provider returned an object without a name; left out");
+          logWarning(
+              "EnumerateInstances: the provider returned an object without a name; left out");
           return;
         }
         selection.check(*object);
@@ -507,8 +509,9 @@ void Dispatcher::associators(const CimRequest& request, const Target& target,
         } else if (type && type->isObject()) {
           object = value->getObject();
         } else {
-          logWarning("Associators: the provider returned a value that is neither a reference nor "
-                     "an object; left out");
+          logWarning(
+              "Associators: the provider returned a value that is neither a reference nor "
+              "an object; left out");
           return;
         }
         writeObjectWithPath(writer, object, selection, "Associators");
@@ -601,8 +604,8 @@ void Dispatcher::getProperty(const CimRequest& request, const Target& target,
   }
   const TOVSmrPtr<ITovaProperty> property = object->getPropertyByName(request.propertyName, true);
   if (!property) {
-    throw CimError(CIM_ERR_NO_SUCH_PROPERTY, "The instance has no property " +
-                                                 request.propertyName.toStdString());
+    throw CimError(CIM_ERR_NO_SUCH_PROPERTY,
+                   "The instance has no property " + request.propertyName.toStdString());
   }
   writer.beginIReturnValue();
   const TOVSmrPtr<ITovaValue> value = property->getValue();
@@ -640,8 +643,7 @@ void Dispatcher::methodCall(const CimRequest& request, const Target& target,
                                          scope.transaction());
   }
   const ClassCatalog::ClassPtr cls = _catalog.find(request.nameSpace, request.className);
-  const MethodDefinition* method =
-      cls ? cls->findMethod(TOVString(request.methodName)) : nullptr;
+  const MethodDefinition* method = cls ? cls->findMethod(TOVString(request.methodName)) : nullptr;
   const TOVString where = TOVString(request.methodName);
   if (method != nullptr) {
     returnValue = withDeclaredType(returnValue, method->returnType, "The return value of " + where);

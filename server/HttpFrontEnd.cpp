@@ -91,7 +91,8 @@ class Connection : public httplib::Stream {
     if (buffered() == 0 && !fill(false)) return -1;
     if (_requestBytes >= _maxRequestBytes) {
       logMessage(TOVLog::SEVERITY_WARNING, "a request from " + peer() + " exceeds " +
-                                        std::to_string(_maxRequestBytes) + " bytes; connection closed");
+                                               std::to_string(_maxRequestBytes) +
+                                               " bytes; connection closed");
       return -1;
     }
     const std::size_t n = std::min({size, buffered(), _maxRequestBytes - _requestBytes});
@@ -178,7 +179,8 @@ class Connection : public httplib::Stream {
     do {
       result = ::poll(fds, stoppable ? 2 : 1, _timeoutMs);
     } while (result < 0 && errno == EINTR);
-    if (result > 0 && stoppable && (fds[1].revents & POLLIN) != 0 && (fds[0].revents & events) == 0) {
+    if (result > 0 && stoppable && (fds[1].revents & POLLIN) != 0 &&
+        (fds[0].revents & events) == 0) {
       return -1;
     }
     return result;
@@ -366,15 +368,16 @@ class CimHttpServer : public httplib::Server {
         peer += ":" + std::to_string(port);
       }
     }
-    const std::string reason =
-        _stopping ? std::string("the server is stopping")
-                  : "too many connections (the limit is " + std::to_string(_settings.maxConnections) + ")";
+    const std::string reason = _stopping ? std::string("the server is stopping")
+                                         : "too many connections (the limit is " +
+                                               std::to_string(_settings.maxConnections) + ")";
     logMessage(TOVLog::SEVERITY_WARNING, "connection from " + peer + " refused: " + reason);
     if (_tls == nullptr) {
       const std::string text = "kest-server: " + reason + "\n";
-      const std::string response = "HTTP/1.1 503 Service Unavailable\r\nContent-Type: text/plain\r\n"
-                                   "Connection: close\r\nContent-Length: " +
-                                   std::to_string(text.size()) + "\r\n\r\n" + text;
+      const std::string response =
+          "HTTP/1.1 503 Service Unavailable\r\nContent-Type: text/plain\r\n"
+          "Connection: close\r\nContent-Length: " +
+          std::to_string(text.size()) + "\r\n\r\n" + text;
       ::send(socket, response.data(), response.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
       ::shutdown(socket, SHUT_WR);
       char drain[4096];
@@ -410,7 +413,8 @@ class SinkBody : public ResponseBody {
 
   bool finish(const CimError& status) {
     if (!_chunked) return true;
-    std::string end = "0\r\n" + _prefix + "CIMStatusCode: " + std::to_string(status.code()) + "\r\n";
+    std::string end =
+        "0\r\n" + _prefix + "CIMStatusCode: " + std::to_string(status.code()) + "\r\n";
     if (status.code() != CIM_OK) {
       const std::string description = percentEncoded(status.description());
       end += _prefix + "CIMStatusCodeDescription: " + description + "\r\n";
@@ -502,7 +506,8 @@ class HttpFrontEnd::Impl {
     if (tls == nullptr) throw std::runtime_error("cannot set up TLS: " + openSslError());
     SSL_CTX_set_min_proto_version(tls, TLS1_2_VERSION);
     if (SSL_CTX_use_certificate_chain_file(tls, settings.tlsCertificate.c_str()) != 1) {
-      throw std::runtime_error("TLS certificate " + settings.tlsCertificate + ": " + openSslError());
+      throw std::runtime_error("TLS certificate " + settings.tlsCertificate + ": " +
+                               openSslError());
     }
     if (SSL_CTX_use_PrivateKey_file(tls, settings.tlsKey.c_str(), SSL_FILETYPE_PEM) != 1) {
       throw std::runtime_error("TLS key " + settings.tlsKey + ": " + openSslError());
@@ -524,40 +529,40 @@ class HttpFrontEnd::Impl {
     server->set_keep_alive_max_count(kMaxRequestsPerConnection);
     server->set_tcp_nodelay(true);
 
-    server->set_pre_routing_handler([this](const httplib::Request& request,
-                                           httplib::Response& response) {
-      return preRouting(request, response);
-    });
+    server->set_pre_routing_handler(
+        [this](const httplib::Request& request, httplib::Response& response) {
+          return preRouting(request, response);
+        });
     server->Post("/cimom", [this](const httplib::Request& request, httplib::Response& response) {
       serve(request, response);
     });
     server->set_error_handler(httplib::Server::HandlerWithResponse(
         [](const httplib::Request&, httplib::Response& response) {
-      // Errors of cpp-httplib's own (a request it could not read, a body
-      // over the limit, an unknown path) get a text body and end the
-      // connection, as the rest of the request may not have been read.
-      if (!response.body.empty() || response.has_header("CIMError")) {
-        return httplib::Server::HandlerResponse::Unhandled;
-      }
-      if (tConnection != nullptr) tConnection->closeAfterResponse = true;
-      response.set_content(std::string("kest-server: ") + statusText(response.status) + "\n",
-                           "text/plain");
-      return httplib::Server::HandlerResponse::Handled;
-    }));
-    server->set_exception_handler([](const httplib::Request&, httplib::Response& response,
-                                     std::exception_ptr error) {
-      std::string what = "unknown exception";
-      try {
-        std::rethrow_exception(error);
-      } catch (const std::exception& e) {
-        what = e.what();
-      } catch (...) {
-      }
-      logMessage(TOVLog::SEVERITY_ERROR, "request failed: " + what);
-      response.status = 500;
-      response.set_content("kest-server: internal error\n", "text/plain");
-      if (tConnection != nullptr) tConnection->closeAfterResponse = true;
-    });
+          // Errors of cpp-httplib's own (a request it could not read, a body
+          // over the limit, an unknown path) get a text body and end the
+          // connection, as the rest of the request may not have been read.
+          if (!response.body.empty() || response.has_header("CIMError")) {
+            return httplib::Server::HandlerResponse::Unhandled;
+          }
+          if (tConnection != nullptr) tConnection->closeAfterResponse = true;
+          response.set_content(std::string("kest-server: ") + statusText(response.status) + "\n",
+                               "text/plain");
+          return httplib::Server::HandlerResponse::Handled;
+        }));
+    server->set_exception_handler(
+        [](const httplib::Request&, httplib::Response& response, std::exception_ptr error) {
+          std::string what = "unknown exception";
+          try {
+            std::rethrow_exception(error);
+          } catch (const std::exception& e) {
+            what = e.what();
+          } catch (...) {
+          }
+          logMessage(TOVLog::SEVERITY_ERROR, "request failed: " + what);
+          response.status = 500;
+          response.set_content("kest-server: internal error\n", "text/plain");
+          if (tConnection != nullptr) tConnection->closeAfterResponse = true;
+        });
   }
 
   httplib::Server::HandlerResponse preRouting(const httplib::Request& request,
@@ -569,9 +574,8 @@ class HttpFrontEnd::Impl {
       if (connection != nullptr) connection->closeAfterResponse = true;
       return httplib::Server::HandlerResponse::Handled;
     };
-    if (!settings.user.empty() &&
-        !authorized(request.get_header_value("Authorization"),
-                    settings.user + ":" + settings.password)) {
+    if (!settings.user.empty() && !authorized(request.get_header_value("Authorization"),
+                                              settings.user + ":" + settings.password)) {
       logMessage(TOVLog::SEVERITY_WARNING, "unauthorised request from " + request.remote_addr);
       response.set_header("WWW-Authenticate", "Basic realm=\"kest-server\"");
       return refuse(401, "authentication required");
@@ -606,8 +610,9 @@ class HttpFrontEnd::Impl {
     cim.host = TOVString(host);
 
     CimResponse answer = service.handle(cim);
-    logMessage(TOVLog::SEVERITY_DEBUG, request.remote_addr + " " + request.get_header_value(prefix + "CIMMethod") +
-                                    ": " + std::to_string(answer.httpStatus));
+    logMessage(TOVLog::SEVERITY_DEBUG, request.remote_addr + " " +
+                                           request.get_header_value(prefix + "CIMMethod") + ": " +
+                                           std::to_string(answer.httpStatus));
     if (answer.httpStatus != 200) {
       response.status = answer.httpStatus;
       if (!answer.cimError.empty()) response.set_header(prefix + "CIMError", answer.cimError);
@@ -632,22 +637,21 @@ class HttpFrontEnd::Impl {
       response.set_header("Connection", "close");
       if (tConnection != nullptr) tConnection->closeAfterResponse = true;
     }
-    response.set_content_provider(
-        kXmlContentType,
-        [write = std::move(answer.writeBody), chunked, prefix](size_t, httplib::DataSink& sink) {
-          SinkBody body(sink, chunked, prefix);
-          try {
-            if (!body.finish(write(body))) return false;
-          } catch (const ClientGone&) {
-            return false;
-          } catch (...) {
-            logMessage(TOVLog::SEVERITY_ERROR,
-                "streaming a response failed: " + errorFromCurrentException().description());
-            return false;
-          }
-          sink.done();
-          return true;
-        });
+    response.set_content_provider(kXmlContentType, [write = std::move(answer.writeBody), chunked,
+                                                    prefix](size_t, httplib::DataSink& sink) {
+      SinkBody body(sink, chunked, prefix);
+      try {
+        if (!body.finish(write(body))) return false;
+      } catch (const ClientGone&) {
+        return false;
+      } catch (...) {
+        logMessage(TOVLog::SEVERITY_ERROR,
+                   "streaming a response failed: " + errorFromCurrentException().description());
+        return false;
+      }
+      sink.done();
+      return true;
+    });
   }
 
   const HttpSettings settings;
@@ -671,7 +675,8 @@ int HttpFrontEnd::start() {
   std::signal(SIGPIPE, SIG_IGN);
   impl.loadTls();
   impl.stopEvent = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-  if (impl.stopEvent < 0) throw std::runtime_error("cannot create an event: " + std::string(std::strerror(errno)));
+  if (impl.stopEvent < 0)
+    throw std::runtime_error("cannot create an event: " + std::string(std::strerror(errno)));
   impl.configure();
   int port = impl.settings.port;
   if (port == 0) {
@@ -680,7 +685,8 @@ int HttpFrontEnd::start() {
       throw std::runtime_error("cannot listen on " + impl.settings.address + " (any port)");
     }
   } else if (!impl.server->bind_to_port(impl.settings.address, port)) {
-    throw std::runtime_error("cannot listen on " + impl.settings.address + ":" + std::to_string(port));
+    throw std::runtime_error("cannot listen on " + impl.settings.address + ":" +
+                             std::to_string(port));
   }
   CimHttpServer* server = impl.server.get();
   impl.listener = std::thread([server] { server->listen_after_bind(); });

@@ -21,7 +21,7 @@ struct HttpSettings {
   std::size_t maxRequestSize = 16 * 1024 * 1024;  // bytes of a request body
   std::size_t maxHeaderSize = 64 * 1024;          // bytes of a request line and headers
   std::size_t maxConnections = 64;                // connections served at once
-  int idleTimeoutSeconds = 30;  // a silent client is dropped after this
+  int idleTimeoutSeconds = 30;                    // a silent client is dropped after this
 };
 
 // HttpFrontEnd: serves CIM operations over HTTP (DSP0200) for a CimService,

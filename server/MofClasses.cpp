@@ -10,7 +10,8 @@ namespace kest::server {
 namespace {
 
 TOVSmrPtr<ITovaType> typeOf(const kest::repository::DataType& type,
-                            kest::repository::EmbeddedKind embedded, const TOVString& embeddedClass) {
+                            kest::repository::EmbeddedKind embedded,
+                            const TOVString& embeddedClass) {
   if (embedded != kest::repository::EmbeddedKind::None && type.code == CimTypeCode::String) {
     return type.isArray ? CTovaType::arrayOf(CimTypeCode::Object, embeddedClass)
                         : CTovaType::object(embeddedClass);

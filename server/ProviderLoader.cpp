@@ -26,23 +26,21 @@ std::vector<DeclaredClass> LoadedProvider::declaredClasses() const {
     const auto declarations = framework->getInstanceManager().getClassDeclarations();
     for (const TOVSmrPtr<kest::pf::Class>& cls : *declarations) {
       const TOVSmrPtr<kest::pf::Class> base = cls->getBaseClass();
-      classes.push_back(DeclaredClass{cls->getClassName(),
-                                      base ? base->getClassName() : TOVString(),
-                                      cls->isAssociation()});
+      classes.push_back(DeclaredClass{
+          cls->getClassName(), base ? base->getClassName() : TOVString(), cls->isAssociation()});
     }
     return classes;
   }
   if (_declareClasses == nullptr) {
     throw ProviderError(_path,
-                        "the provider is not built on kest::pf::Provider and does not export "
-                        KEST_PROVIDER_DECLARE_CLASSES_SYMBOL);
+                        "the provider is not built on kest::pf::Provider and does not "
+                        "export " KEST_PROVIDER_DECLARE_CLASSES_SYMBOL);
   }
   _declareClasses(
       [](void* context, const char* className, const char* superClassName, int isAssociation) {
-        static_cast<std::vector<DeclaredClass>*>(context)->push_back(
-            DeclaredClass{TOVString(className != nullptr ? className : ""),
-                          TOVString(superClassName != nullptr ? superClassName : ""),
-                          isAssociation != 0});
+        static_cast<std::vector<DeclaredClass>*>(context)->push_back(DeclaredClass{
+            TOVString(className != nullptr ? className : ""),
+            TOVString(superClassName != nullptr ? superClassName : ""), isAssociation != 0});
       },
       &classes);
   return classes;
@@ -57,13 +55,13 @@ std::unique_ptr<LoadedProvider> ProviderLoader::load(const ProviderSpec& spec) {
                                        (reason != nullptr ? reason : "unknown error"));
   }
   std::unique_ptr<LoadedProvider> loaded(new LoadedProvider(spec.path, spec.nameSpace, library));
-  auto create = reinterpret_cast<KestProviderCreateFunction>(
-      dlsym(library, KEST_PROVIDER_CREATE_SYMBOL));
+  auto create =
+      reinterpret_cast<KestProviderCreateFunction>(dlsym(library, KEST_PROVIDER_CREATE_SYMBOL));
   if (create == nullptr) {
     throw ProviderError(spec.path, "the library does not export " KEST_PROVIDER_CREATE_SYMBOL);
   }
-  loaded->_destroy = reinterpret_cast<KestProviderDestroyFunction>(
-      dlsym(library, KEST_PROVIDER_DESTROY_SYMBOL));
+  loaded->_destroy =
+      reinterpret_cast<KestProviderDestroyFunction>(dlsym(library, KEST_PROVIDER_DESTROY_SYMBOL));
   if (loaded->_destroy == nullptr) {
     throw ProviderError(spec.path, "the library does not export " KEST_PROVIDER_DESTROY_SYMBOL);
   }

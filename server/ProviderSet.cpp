@@ -27,8 +27,8 @@ void run(const LoadedProvider& provider, const char* stepName, Step step) {
   } catch (const ProviderError&) {
     throw;
   } catch (...) {
-    throw ProviderError(provider.path(),
-                        std::string(stepName) + " failed: " + errorFromCurrentException().description());
+    throw ProviderError(provider.path(), std::string(stepName) + " failed: " +
+                                             errorFromCurrentException().description());
   }
 }
 
@@ -73,8 +73,7 @@ void ProviderSet::start(const std::vector<ProviderSpec>& specs,
       for (const DeclaredClass& cls : classes) {
         LoadedProvider*& route = _routes[routeKey(loaded->nameSpace(), cls.name)];
         if (route != nullptr && route != loaded.get()) {
-          throw ProviderError(loaded->path(), "class " + cls.name.toStdString() +
-                                                  " in namespace " +
+          throw ProviderError(loaded->path(), "class " + cls.name.toStdString() + " in namespace " +
                                                   loaded->nameSpace().toStdString() +
                                                   " is already served by " + route->path());
         }
@@ -99,8 +98,8 @@ void ProviderSet::shutdown() {
       loaded.provider().shutdown();
     } catch (...) {
       TOVLog::log(kSource,
-                  TOVString(loaded.path()) + ": shutdown failed: " +
-                      TOVString(errorFromCurrentException().description()),
+                  TOVString(loaded.path()) +
+                      ": shutdown failed: " + TOVString(errorFromCurrentException().description()),
                   TOVLog::SEVERITY_ERROR, 2, 0, TOVLog::CIMOMLOG);
     }
   }

@@ -260,8 +260,8 @@ std::size_t maxDepthOf(const pugi::xml_document& document, std::size_t limit) {
   return deepest;
 }
 
-constexpr unsigned int kParseOptions =
-    pugi::parse_cdata | pugi::parse_wconv_attribute | pugi::parse_eol | pugi::parse_ws_pcdata_single;
+constexpr unsigned int kParseOptions = pugi::parse_cdata | pugi::parse_wconv_attribute |
+                                       pugi::parse_eol | pugi::parse_ws_pcdata_single;
 
 // Parses text into document; refuses what is not well-formed or too deep.
 void load(pugi::xml_document& document, std::string_view text, std::size_t maxDepth,
@@ -286,13 +286,13 @@ void load(pugi::xml_document& document, std::string_view text, std::size_t maxDe
 
 std::optional<CimTypeCode> typeCodeOf(std::string_view name) {
   static const std::pair<const char*, CimTypeCode> kTypes[] = {
-      {"boolean", CimTypeCode::Boolean}, {"string", CimTypeCode::String},
-      {"char16", CimTypeCode::Char16},   {"uint8", CimTypeCode::UInt8},
-      {"sint8", CimTypeCode::SInt8},     {"uint16", CimTypeCode::UInt16},
-      {"sint16", CimTypeCode::SInt16},   {"uint32", CimTypeCode::UInt32},
-      {"sint32", CimTypeCode::SInt32},   {"uint64", CimTypeCode::UInt64},
-      {"sint64", CimTypeCode::SInt64},   {"datetime", CimTypeCode::DateTime},
-      {"real32", CimTypeCode::Real32},   {"real64", CimTypeCode::Real64},
+      {"boolean", CimTypeCode::Boolean},     {"string", CimTypeCode::String},
+      {"char16", CimTypeCode::Char16},       {"uint8", CimTypeCode::UInt8},
+      {"sint8", CimTypeCode::SInt8},         {"uint16", CimTypeCode::UInt16},
+      {"sint16", CimTypeCode::SInt16},       {"uint32", CimTypeCode::UInt32},
+      {"sint32", CimTypeCode::SInt32},       {"uint64", CimTypeCode::UInt64},
+      {"sint64", CimTypeCode::SInt64},       {"datetime", CimTypeCode::DateTime},
+      {"real32", CimTypeCode::Real32},       {"real64", CimTypeCode::Real64},
       {"reference", CimTypeCode::Reference}, {"object", CimTypeCode::Object},
       {"instance", CimTypeCode::Object},
   };
@@ -385,11 +385,11 @@ TOVSmrPtr<ITovaValue> scalarFromText(std::string_view text, CimTypeCode code) {
       if (equalsIgnoringCase(t, "false")) return make(new CTovaValue(false));
       return TOVSmrPtr<ITovaValue>();
     }
-#define KEST_INTEGER_CASE(CODE, TYPE)                               \
-  case CimTypeCode::CODE: {                                         \
-    TYPE number{};                                                  \
+#define KEST_INTEGER_CASE(CODE, TYPE)                                \
+  case CimTypeCode::CODE: {                                          \
+    TYPE number{};                                                   \
     if (!parseInteger(text, number)) return TOVSmrPtr<ITovaValue>(); \
-    return make(new CTovaValue(number));                            \
+    return make(new CTovaValue(number));                             \
   }
       KEST_INTEGER_CASE(UInt8, TOVuint8)
       KEST_INTEGER_CASE(SInt8, TOVsint8)
@@ -598,7 +598,8 @@ class ElementReader {
       if (!is(child, "QUALIFIER")) content.push_back(child);
     }
     if (content.empty()) return type ? CTovaValue::nullOf(type) : TOVSmrPtr<ITovaValue>();
-    if (content.size() > 1) notValid(std::string(elementName(container)) + " holds more than one value");
+    if (content.size() > 1)
+      notValid(std::string(elementName(container)) + " holds more than one value");
     const pugi::xml_node node = content[0];
     const std::string kind = elementName(node);
     CimTypeCode code = type ? CTovaType::codeOf(*type) : CimTypeCode::String;
@@ -671,7 +672,8 @@ class ElementReader {
   // An INSTANCE element; name becomes the object's instance name.
   TOVSmrPtr<ITovaObject> instance(pugi::xml_node node,
                                   const TOVSmrPtr<ITovaInstanceName>& name) const {
-    if (!is(node, "INSTANCE")) notValid(std::string("expected INSTANCE, found ") + elementName(node));
+    if (!is(node, "INSTANCE"))
+      notValid(std::string("expected INSTANCE, found ") + elementName(node));
     TOVSmrPtr<CTovaObject> object(new CTovaObject(TOVString(requiredAttribute(node, "CLASSNAME"))));
     object->setInstanceName(name);
     for (pugi::xml_node child : elementChildren(node)) {
@@ -699,7 +701,8 @@ class ElementReader {
         notValid("INSTANCE may not hold " + kind);
       }
       const TOVSmrPtr<ITovaValue> value = valueOf(child, type, false, what);
-      object->setProperty(TOVSmrPtr<ITovaProperty>(new CTovaProperty(propertyName, type, value, false)));
+      object->setProperty(
+          TOVSmrPtr<ITovaProperty>(new CTovaProperty(propertyName, type, value, false)));
     }
     return CTovaObject::iPtr(object);
   }
@@ -797,9 +800,7 @@ pugi::xml_node singleValue(pugi::xml_node parameter) {
   return content.empty() ? pugi::xml_node() : content[0];
 }
 
-std::string parameterName(pugi::xml_node parameter) {
-  return parameter.attribute("NAME").value();
-}
+std::string parameterName(pugi::xml_node parameter) { return parameter.attribute("NAME").value(); }
 
 void expectKind(pugi::xml_node parameter, pugi::xml_node value, const char* kind) {
   if (!is(value, kind)) {
@@ -978,8 +979,8 @@ void readIntrinsic(const ElementReader& reader, IntrinsicParameters& parameters,
         if (parameter) {
           const TOVSmrPtr<ITovaType> type =
               reader.propertyType(request.className, request.propertyName);
-          request.newValue = reader.valueOf(parameter, type, type && type->isObject(),
-                                            "parameter NewValue");
+          request.newValue =
+              reader.valueOf(parameter, type, type && type->isObject(), "parameter NewValue");
         }
       }
       break;
@@ -989,7 +990,6 @@ void readIntrinsic(const ElementReader& reader, IntrinsicParameters& parameters,
   }
   parameters.checkNoneLeft(request.methodName);
 }
-
 
 std::optional<CimOperation> intrinsicOperation(std::string_view name) {
   static const std::pair<const char*, CimOperation> kOperations[] = {
@@ -1058,7 +1058,8 @@ void readMethodCall(const ClassCatalog& catalog, std::size_t maxDepth,
     }
     const std::string name = requiredAttribute(parameter, "NAME");
     for (const std::string& earlier : seen) {
-      if (equalsIgnoringCase(earlier, name)) invalidParameter("parameter " + name + " is given twice");
+      if (equalsIgnoringCase(earlier, name))
+        invalidParameter("parameter " + name + " is given twice");
     }
     seen.push_back(name);
 
@@ -1066,13 +1067,14 @@ void readMethodCall(const ClassCatalog& catalog, std::size_t maxDepth,
     bool embedded = optionalAttribute(parameter, "EmbeddedObject").has_value();
     if (const std::optional<std::string> paramType = optionalAttribute(parameter, "PARAMTYPE")) {
       const std::optional<CimTypeCode> code = typeCodeOf(*paramType);
-      if (!code) notValid("PARAMVALUE " + name + " has an unknown PARAMTYPE \"" + *paramType + "\"");
+      if (!code)
+        notValid("PARAMVALUE " + name + " has an unknown PARAMTYPE \"" + *paramType + "\"");
       if (*code == CimTypeCode::Object) embedded = true;
       type = *code == CimTypeCode::Reference ? CTovaType::reference(TOVString())
                                              : CTovaType::scalar(*code);
     } else {
-      type = reader.parameterType(request.className, TOVString(request.methodName),
-                                  TOVString(name));
+      type =
+          reader.parameterType(request.className, TOVString(request.methodName), TOVString(name));
       if (type && type->isObject()) embedded = true;
     }
     const TOVSmrPtr<ITovaValue> value =
@@ -1091,14 +1093,17 @@ ParsedRequest RequestParser::parse(std::string_view body) const {
   load(document, body, _maxDepth, "the request");
 
   const pugi::xml_node cim = document.document_element();
-  if (!is(cim, "CIM")) notValid(std::string("the document element is ") + elementName(cim) + ", not CIM");
+  if (!is(cim, "CIM"))
+    notValid(std::string("the document element is ") + elementName(cim) + ", not CIM");
   if (majorVersion(requiredAttribute(cim, "CIMVERSION")) != 2) {
-    throw RequestRejected(501, "unsupported-cim-version",
-                          "CIMVERSION " + requiredAttribute(cim, "CIMVERSION") + " is not supported");
+    throw RequestRejected(
+        501, "unsupported-cim-version",
+        "CIMVERSION " + requiredAttribute(cim, "CIMVERSION") + " is not supported");
   }
   if (majorVersion(requiredAttribute(cim, "DTDVERSION")) != 2) {
-    throw RequestRejected(501, "unsupported-dtd-version",
-                          "DTDVERSION " + requiredAttribute(cim, "DTDVERSION") + " is not supported");
+    throw RequestRejected(
+        501, "unsupported-dtd-version",
+        "DTDVERSION " + requiredAttribute(cim, "DTDVERSION") + " is not supported");
   }
   const std::vector<pugi::xml_node> top = elementChildren(cim);
   if (top.size() != 1 || !is(top[0], "MESSAGE")) notValid("CIM must hold one MESSAGE");

@@ -74,7 +74,8 @@ void readServerConfiguration(const KESTConfigManager& config, ServerSettings& se
   std::string list;
   if (readString(config, "Providers", list)) {
     settings.providers.clear();
-    for (const std::string& item : splitList(list)) settings.providers.push_back(parseProviderSpec(item));
+    for (const std::string& item : splitList(list))
+      settings.providers.push_back(parseProviderSpec(item));
   }
   if (readString(config, "NameSpaces", list)) {
     settings.nameSpaces.clear();
@@ -95,7 +96,8 @@ void readServerConfiguration(const KESTConfigManager& config, ServerSettings& se
 
 void applyDefaultProvider(ServerSettings& settings, const std::string& directory) {
   if (!settings.providers.empty()) return;
-  settings.providers.push_back(ProviderSpec{directory + "/" + kDefaultProviderLibrary, TOVString()});
+  settings.providers.push_back(
+      ProviderSpec{directory + "/" + kDefaultProviderLibrary, TOVString()});
   settings.mofFiles.insert(settings.mofFiles.begin(), directory + "/" + kDefaultProviderMof);
 }
 

@@ -121,7 +121,8 @@ int main(int argc, char** argv) {
   }
   int signal = 0;
   sigwait(&stopSignals, &signal);
-  TOVLog::log("kest-server", signal == SIGINT ? "SIGINT received, stopping" : "SIGTERM received, stopping",
+  TOVLog::log("kest-server",
+              signal == SIGINT ? "SIGINT received, stopping" : "SIGTERM received, stopping",
               TOVLog::SEVERITY_INFO, 2, 0, TOVLog::CIMOMLOG);
   server.stop();
   return 0;

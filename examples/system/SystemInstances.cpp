@@ -215,8 +215,8 @@ void ProcessInstance::destroy() {
   RecordInstance::destroy();
 }
 
-FileSystemInstance::FileSystemInstance(kest::pf::InstanceManager& manager,
-                                       FileSystemRecord record, const SystemReader& reader)
+FileSystemInstance::FileSystemInstance(kest::pf::InstanceManager& manager, FileSystemRecord record,
+                                       const SystemReader& reader)
     : RecordInstance(manager, kFileSystemClass, fileSystemTable(), std::move(record)),
       _reader(reader) {}
 
@@ -256,12 +256,12 @@ TOVSmrPtr<ITovaValue> FileSystemInstance::executeMethod(
     setOutput(out, "UsedBytes", TOVSmrPtr<ITovaValue>(new CTovaValue(used)));
     setOutput(out, "AvailableBytes", TOVSmrPtr<ITovaValue>(new CTovaValue(usage->availableBytes)));
     setOutput(out, "PercentUsed",
-              TOVSmrPtr<ITovaValue>(new CTovaValue(
-                  basis == 0 ? 0.0 : static_cast<TOVreal64>(used) * 100.0 / basis)));
+              TOVSmrPtr<ITovaValue>(
+                  new CTovaValue(basis == 0 ? 0.0 : static_cast<TOVreal64>(used) * 100.0 / basis)));
     return uint32Value(0);
   }
-  const TOVuint64 reserved = usage->totalBytes / 100 * reservePercent +
-                             usage->totalBytes % 100 * reservePercent / 100;
+  const TOVuint64 reserved =
+      usage->totalBytes / 100 * reservePercent + usage->totalBytes % 100 * reservePercent / 100;
   const bool sufficient =
       usage->availableBytes >= reserved && usage->availableBytes - reserved >= bytes;
   setOutput(out, "Sufficient", TOVSmrPtr<ITovaValue>(new CTovaValue(sufficient)));
@@ -271,8 +271,8 @@ TOVSmrPtr<ITovaValue> FileSystemInstance::executeMethod(
 
 // --- SystemAssociation ------------------------------------------------------------
 
-SystemAssociation::SystemAssociation(kest::pf::InstanceManager& manager,
-                                     const TOVString& className, const TOVString& leftRole,
+SystemAssociation::SystemAssociation(kest::pf::InstanceManager& manager, const TOVString& className,
+                                     const TOVString& leftRole,
                                      const TOVSmrPtr<ITovaInstanceName>& left,
                                      const TOVString& rightRole,
                                      const TOVSmrPtr<ITovaInstanceName>& right)
@@ -291,8 +291,7 @@ SystemAssociation::SystemAssociation(kest::pf::InstanceManager& manager,
 
 unsigned long SystemAssociation::getNumberOfProperties(bool /*all*/) const { return 2; }
 
-TOVSmrPtr<ITovaProperty> SystemAssociation::getPropertyAt(unsigned long index,
-                                                          bool /*all*/) const {
+TOVSmrPtr<ITovaProperty> SystemAssociation::getPropertyAt(unsigned long index, bool /*all*/) const {
   return index < 2 ? _ends[index] : TOVSmrPtr<ITovaProperty>();
 }
 

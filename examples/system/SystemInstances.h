@@ -104,8 +104,7 @@ class ProcessInstance : public RecordInstance<ProcessRecord> {
   ProcessInstance(kest::pf::InstanceManager& manager, ProcessRecord record,
                   const SystemReader& reader);
 
-  TOVSmrPtr<ITovaValue> executeMethod(const TOVString& method, ParameterList in,
-                                      ParameterList& out,
+  TOVSmrPtr<ITovaValue> executeMethod(const TOVString& method, ParameterList in, ParameterList& out,
                                       TOVSmrPtr<ITovaTransaction>& transaction) override;
   using RecordInstance<ProcessRecord>::executeMethod;
   void associate(const TOVString& assocClassName,
@@ -143,8 +142,7 @@ class FileSystemInstance : public RecordInstance<FileSystemRecord> {
   FileSystemInstance(kest::pf::InstanceManager& manager, FileSystemRecord record,
                      const SystemReader& reader);
 
-  TOVSmrPtr<ITovaValue> executeMethod(const TOVString& method, ParameterList in,
-                                      ParameterList& out,
+  TOVSmrPtr<ITovaValue> executeMethod(const TOVString& method, ParameterList in, ParameterList& out,
                                       TOVSmrPtr<ITovaTransaction>& transaction) override;
   using RecordInstance<FileSystemRecord>::executeMethod;
 

@@ -105,8 +105,7 @@ TOVString SystemProvider::getProviderName() const { return kProviderName; }
 
 void SystemProvider::logAuditInfo(TOVSmrPtr<ITovaValue> returnValue,
                                   TOVSmrPtr<ITovaTransaction> /*tovaTransaction*/,
-                                  TOVSmrPtr<ITovaInstanceName> instanceName,
-                                  TOVString methodName) {
+                                  TOVSmrPtr<ITovaInstanceName> instanceName, TOVString methodName) {
   TOVLog::log(kProviderName,
               "Method " + methodName + " of " + instanceName->toString() + " returned " +
                   (returnValue ? returnValue->toString() : TOVString("nothing")),

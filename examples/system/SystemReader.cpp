@@ -95,8 +95,7 @@ std::vector<std::string_view> split(std::string_view text, char separator) {
 // The number after "<key>:" on the line of text that starts with it.
 std::optional<TOVuint64> fieldOf(std::string_view text, std::string_view key) {
   for (std::string_view line : split(text, '\n')) {
-    if (line.size() > key.size() && line.substr(0, key.size()) == key &&
-        line[key.size()] == ':') {
+    if (line.size() > key.size() && line.substr(0, key.size()) == key && line[key.size()] == ':') {
       std::string_view rest = trimmed(line.substr(key.size() + 1));
       rest = rest.substr(0, rest.find(' '));
       return parseNumber<TOVuint64>(rest);
@@ -169,7 +168,8 @@ std::string unescapeMountField(std::string_view field) {
     if (field[i] == '\\' && i + 3 < field.size()) {
       const std::string_view digits = field.substr(i + 1, 3);
       if (std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '7'; })) {
-        text += static_cast<char>((digits[0] - '0') * 64 + (digits[1] - '0') * 8 + (digits[2] - '0'));
+        text +=
+            static_cast<char>((digits[0] - '0') * 64 + (digits[1] - '0') * 8 + (digits[2] - '0'));
         i += 3;
         continue;
       }
@@ -209,8 +209,7 @@ std::optional<VolumeUsage> statVolume(const std::string& root, const std::string
 SystemReader::SystemReader(SystemReaderOptions options)
     : _root(std::move(options.root)),
       _volumeUsage(std::move(options.volumeUsage)),
-      _ticksPerSecond(options.ticksPerSecond > 0 ? options.ticksPerSecond
-                                                 : ::sysconf(_SC_CLK_TCK)),
+      _ticksPerSecond(options.ticksPerSecond > 0 ? options.ticksPerSecond : ::sysconf(_SC_CLK_TCK)),
       _pageSize(options.pageSize > 0 ? options.pageSize : ::sysconf(_SC_PAGESIZE)) {
   if (_root.empty()) _root = "/";
   if (_ticksPerSecond <= 0) _ticksPerSecond = 100;
@@ -341,9 +340,9 @@ std::vector<ProcessRecord> SystemReader::readProcesses(const TOVString& systemNa
     record.residentSetSize =
         parseNumber<TOVuint64>(fields[21]).value_or(0) * static_cast<TOVuint64>(_pageSize);
     if (boot) {
-      record.startTime = dateTimeOf(
-          *boot + static_cast<long long>(record.startTicks / ticks),
-          static_cast<long>((record.startTicks % ticks) * 1000000 / ticks));
+      record.startTime =
+          dateTimeOf(*boot + static_cast<long long>(record.startTicks / ticks),
+                     static_cast<long>((record.startTicks % ticks) * 1000000 / ticks));
     }
     records.push_back(std::move(record));
   }
@@ -441,8 +440,7 @@ std::optional<TOVString> SystemReader::statusField(TOVuint32 processId,
   }
   const std::string_view key = field.view();
   for (std::string_view line : split(content, '\n')) {
-    if (line.size() > key.size() && line.substr(0, key.size()) == key &&
-        line[key.size()] == ':') {
+    if (line.size() > key.size() && line.substr(0, key.size()) == key && line[key.size()] == ':') {
       return toString(trimmed(line.substr(key.size() + 1)));
     }
   }

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <string>
-#include <utility>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "examples/system/SystemInstances.h"
@@ -82,9 +82,8 @@ class SystemRefresh : public kest::pf::InstanceFactory {
   void purge(long stamp);
   // Registers an association of className between left and right and
   // announces it to both.
-  void link(const char* className, const char* leftRole,
-            const TOVSmrPtr<kest::pf::Instance>& left, const char* rightRole,
-            const TOVSmrPtr<kest::pf::Instance>& right, long stamp);
+  void link(const char* className, const char* leftRole, const TOVSmrPtr<kest::pf::Instance>& left,
+            const char* rightRole, const TOVSmrPtr<kest::pf::Instance>& right, long stamp);
   // Takes a replaced object out of the cache.
   void retire(const TOVSmrPtr<kest::pf::Instance>& instance);
 

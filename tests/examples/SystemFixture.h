@@ -43,8 +43,7 @@ class SystemFixture {
   static constexpr long long kBootTime = 1700000000;  // 2023-11-14 22:13:20 UTC
 
   SystemFixture() {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "kest-system-XXXXXX").string();
+    std::string pattern = (std::filesystem::temp_directory_path() / "kest-system-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
     _root = pattern;
     write("proc/sys/kernel/hostname", "testhost\n");
@@ -78,9 +77,7 @@ class SystemFixture {
     out << text;
     if (!out) throw std::runtime_error("cannot write " + file.string());
   }
-  void remove(const std::string& relative) const {
-    std::filesystem::remove_all(_root / relative);
-  }
+  void remove(const std::string& relative) const { std::filesystem::remove_all(_root / relative); }
 
   void addProcess(const FixtureProcess& p, unsigned openFiles = 3) const {
     const std::string base = "proc/" + std::to_string(p.pid) + "/";
@@ -88,20 +85,21 @@ class SystemFixture {
     write(base + "cmdline", p.cmdline);
     write(base + "status", "Name:\t" + p.comm + "\nState:\t" + std::string(1, p.state) +
                                "\nPid:\t" + std::to_string(p.pid) + "\nPPid:\t" +
-                               std::to_string(p.ppid) + "\nVmRSS:\t" +
-                               std::to_string(p.rss * 4) + " kB\n");
+                               std::to_string(p.ppid) + "\nVmRSS:\t" + std::to_string(p.rss * 4) +
+                               " kB\n");
     std::filesystem::create_directories(_root / (base + "fd"));
     for (unsigned fd = 0; fd < openFiles; ++fd) write(base + "fd/" + std::to_string(fd), "");
   }
   // Rewrites only /proc/<pid>/stat of a process added before.
   void writeStat(const FixtureProcess& p) const {
-    write("proc/" + std::to_string(p.pid) + "/stat", std::to_string(p.pid) + " (" + p.comm + ") " + std::string(1, p.state) +
-                             " " + std::to_string(p.ppid) + " 1 1 0 -1 4194560 100 0 0 0 " +
-                             std::to_string(p.utime) + " " + std::to_string(p.stime) + " 0 0 " +
-                             std::to_string(p.priority) + " " + std::to_string(p.nice) + " " +
-                             std::to_string(p.threads) + " 0 " + std::to_string(p.starttime) +
-                             " " + std::to_string(p.vsize) + " " + std::to_string(p.rss) +
-                             " 18446744073709551615 1 1 0 0 0 0 0 0 0 0 0 0 17 0 0 0 0 0 0\n");
+    write("proc/" + std::to_string(p.pid) + "/stat",
+          std::to_string(p.pid) + " (" + p.comm + ") " + std::string(1, p.state) + " " +
+              std::to_string(p.ppid) + " 1 1 0 -1 4194560 100 0 0 0 " + std::to_string(p.utime) +
+              " " + std::to_string(p.stime) + " 0 0 " + std::to_string(p.priority) + " " +
+              std::to_string(p.nice) + " " + std::to_string(p.threads) + " 0 " +
+              std::to_string(p.starttime) + " " + std::to_string(p.vsize) + " " +
+              std::to_string(p.rss) +
+              " 18446744073709551615 1 1 0 0 0 0 0 0 0 0 0 0 17 0 0 0 0 0 0\n");
   }
   void removeProcess(unsigned pid) const { remove("proc/" + std::to_string(pid)); }
 
@@ -171,21 +169,26 @@ class SystemFixture {
   // line with blanks), a kernel thread (2); two file systems, loopback and
   // one Ethernet interface.
   void populate() {
-    addProcess({1, "systemd", 'S', 0, 150, 250, 20, 0, 1, 5, 170000000, 3000, std::string("/sbin/init\0splash\0", 18)});
+    addProcess({1, "systemd", 'S', 0, 150, 250, 20, 0, 1, 5, 170000000, 3000,
+                std::string("/sbin/init\0splash\0", 18)});
     addProcess({2, "kthreadd", 'S', 0, 0, 1, 20, 0, 1, 5, 0, 0, ""});
-    addProcess({100, "bash", 'S', 1, 20, 10, 20, 0, 1, 12345, 9000000, 1200, std::string("-bash\0", 6)});
-    addProcess({200, "sleep", 'R', 100, 7, 3, 30, 10, 2, 500050, 5500000, 200, std::string("sleep\0""100\0", 10)});
+    addProcess(
+        {100, "bash", 'S', 1, 20, 10, 20, 0, 1, 12345, 9000000, 1200, std::string("-bash\0", 6)});
+    addProcess({200, "sleep", 'R', 100, 7, 3, 30, 10, 2, 500050, 5500000, 200,
+                std::string("sleep\0"
+                            "100\0",
+                            10)});
     setMounts(
         "/dev/sda1 / ext4 rw,relatime 0 0\n"
         "tmpfs /run/user\\0401000 tmpfs rw,nosuid 0 0\n");
     setVolume("/", examples::VolumeUsage{4096, 100000000000ULL, 40000000000ULL, 35000000000ULL,
                                          6000000, 5000000});
-    setVolume("/run/user 1000", examples::VolumeUsage{4096, 800000000, 799000000, 799000000,
-                                                      100000, 99990});
-    addInterface({"lo", 1, 772, "00:00:00:00:00:00", 65536, "unknown", std::nullopt, 1000, 1000,
-                  10, 10});
-    addInterface({"eth0", 2, 1, "52:54:00:12:34:56", 1500, "up", "1000", 123456789, 987654321,
-                  1000, 2000});
+    setVolume("/run/user 1000",
+              examples::VolumeUsage{4096, 800000000, 799000000, 799000000, 100000, 99990});
+    addInterface(
+        {"lo", 1, 772, "00:00:00:00:00:00", 65536, "unknown", std::nullopt, 1000, 1000, 10, 10});
+    addInterface(
+        {"eth0", 2, 1, "52:54:00:12:34:56", 1500, "up", "1000", 123456789, 987654321, 1000, 2000});
   }
 
  private:

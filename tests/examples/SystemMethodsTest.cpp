@@ -117,7 +117,8 @@ TEST_F(ProcessInstanceTest, GetStatusFieldWithoutFieldIsAMissingParameter) {
 TEST_F(ProcessInstanceTest, GetStatusFieldWithANullFieldIsAMissingParameter) {
   for (const TOVSmrPtr<ITovaValue>& value :
        {CTovaValue::nullOf(CTovaType::string), TOVSmrPtr<ITovaValue>()}) {
-    const Thrown thrown = failure(processName(100), "GetStatusField", parameters({{"Field", value}}));
+    const Thrown thrown =
+        failure(processName(100), "GetStatusField", parameters({{"Field", value}}));
     ASSERT_TRUE(thrown.caught);
     EXPECT_EQ(thrown.where, "kest::pf::Helper::NullStringParameterHandler()");
     EXPECT_EQ(thrown.message, "Missing parameter Field");
@@ -158,12 +159,13 @@ TEST_F(FileSystemInstanceTest, GetUsageReturnsTheFiguresOfStatvfsNow) {
   _fixture.setVolume("/", kest::examples::VolumeUsage{4096, 1000, 250, 150, 10, 5});
   const Call result = call(root(), "GetUsage");
   EXPECT_EQ(returnText(result), "uint32 0");
-  EXPECT_EQ(result.out, (std::map<std::string, std::string>{
-                            {"TotalBytes", "uint64 1000"},
-                            {"UsedBytes", "uint64 750"},
-                            {"AvailableBytes", "uint64 150"},
-                            {"PercentUsed",
-                             "real64 " + CTovaValue(750.0 * 100 / 900).toString().toStdString()}}));
+  EXPECT_EQ(
+      result.out,
+      (std::map<std::string, std::string>{
+          {"TotalBytes", "uint64 1000"},
+          {"UsedBytes", "uint64 750"},
+          {"AvailableBytes", "uint64 150"},
+          {"PercentUsed", "real64 " + CTovaValue(750.0 * 100 / 900).toString().toStdString()}}));
 }
 
 TEST_F(FileSystemInstanceTest, GetUsageWithoutFiguresReturnsOne) {
@@ -177,9 +179,9 @@ TEST_F(FileSystemInstanceTest, HasFreeSpaceComparesWithTheAvailableBytes) {
   // 35,000,000,000 bytes available of 100,000,000,000.
   const Call fits = call(root(), "HasFreeSpace", parameters({{"Bytes", make(30000000000ULL)}}));
   EXPECT_EQ(returnText(fits), "uint32 0");
-  EXPECT_EQ(fits.out, (std::map<std::string, std::string>{
-                          {"Sufficient", "boolean true"},
-                          {"AvailableBytes", "uint64 35000000000"}}));
+  EXPECT_EQ(fits.out,
+            (std::map<std::string, std::string>{{"Sufficient", "boolean true"},
+                                                {"AvailableBytes", "uint64 35000000000"}}));
   EXPECT_EQ(call(root(), "HasFreeSpace", parameters({{"Bytes", make(35000000001ULL)}}))
                 .out.at("Sufficient"),
             "boolean false");
@@ -201,9 +203,9 @@ TEST_F(FileSystemInstanceTest, HasFreeSpaceKeepsTheReserveFree) {
 }
 
 TEST_F(FileSystemInstanceTest, HasFreeSpaceAcceptsNumbersSentAsText) {
-  const Call result = call(root(), "HasFreeSpace",
-                           parameters({{"bytes", make("30000000000")},
-                                       {"reservepercent", make("20")}}));
+  const Call result =
+      call(root(), "HasFreeSpace",
+           parameters({{"bytes", make("30000000000")}, {"reservepercent", make("20")}}));
   EXPECT_EQ(result.out.at("Sufficient"), "boolean false");
 }
 
@@ -216,8 +218,8 @@ TEST_F(FileSystemInstanceTest, HasFreeSpaceWithoutBytesIsAMissingParameter) {
 }
 
 TEST_F(FileSystemInstanceTest, HasFreeSpaceWithNullBytesIsAMissingParameter) {
-  const Thrown thrown =
-      failure(root(), "HasFreeSpace", parameters({{"Bytes", CTovaValue::nullOf(CTovaType::uint64)}}));
+  const Thrown thrown = failure(root(), "HasFreeSpace",
+                                parameters({{"Bytes", CTovaValue::nullOf(CTovaType::uint64)}}));
   ASSERT_TRUE(thrown.caught);
   EXPECT_EQ(thrown.where, "kest::pf::Helper::NullStringParameterHandler()");
   EXPECT_EQ(thrown.message, "Missing parameter Bytes");

@@ -38,9 +38,9 @@ class SystemMofTest : public ::testing::Test {
   std::vector<std::string> parametersOf(const char* className, const char* method) const {
     std::vector<std::string> parameters;
     for (const auto& parameter : cls(className)->findMethod(method)->parameters) {
-      parameters.push_back(std::string(parameter.in ? "in " : "") +
-                           (parameter.out ? "out " : "") + parameter.type.toMof().toStdString() +
-                           " " + parameter.name.toStdString());
+      parameters.push_back(std::string(parameter.in ? "in " : "") + (parameter.out ? "out " : "") +
+                           parameter.type.toMof().toStdString() + " " +
+                           parameter.name.toStdString());
     }
     return parameters;
   }
@@ -64,7 +64,8 @@ class SystemMofTest : public ::testing::Test {
 
 TEST_F(SystemMofTest, CompilesWithoutErrorsOrWarnings) {
   std::vector<std::string> messages;
-  for (const Diagnostic& diagnostic : _result.diagnostics) messages.push_back(diagnostic.toString());
+  for (const Diagnostic& diagnostic : _result.diagnostics)
+    messages.push_back(diagnostic.toString());
   EXPECT_TRUE(messages.empty()) << ::testing::PrintToString(messages);
   EXPECT_TRUE(_result.succeeded());
   EXPECT_EQ(_result.classCount, 10u);
@@ -91,9 +92,9 @@ TEST_F(SystemMofTest, DeclaresEveryClassTheProviderRegistersWithItsSuperclass) {
   }
   EXPECT_TRUE(cls(kLogicalElementClass)->abstract);
   EXPECT_TRUE(cls(kSystemComponentClass)->abstract);
-  for (const char* association : {kSystemComponentClass, kSystemProcessClass,
-                                  kSystemFileSystemClass, kSystemNetworkInterfaceClass,
-                                  kParentProcessClass}) {
+  for (const char* association :
+       {kSystemComponentClass, kSystemProcessClass, kSystemFileSystemClass,
+        kSystemNetworkInterfaceClass, kParentProcessClass}) {
     EXPECT_TRUE(cls(association)->association) << association;
   }
 }

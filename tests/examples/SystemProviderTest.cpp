@@ -54,8 +54,7 @@ TEST_F(SystemProviderTest, EnumeratingTheBaseClassYieldsEachSubclassInTurn) {
   // Processes, then file systems, then interfaces (the child-class order);
   // within a class the cache's order.
   EXPECT_EQ(sorted(Strings(names.begin(), names.begin() + 4)),
-            (Strings{"KEST_Process:1", "KEST_Process:100", "KEST_Process:2",
-                     "KEST_Process:200"}));
+            (Strings{"KEST_Process:1", "KEST_Process:100", "KEST_Process:2", "KEST_Process:200"}));
   EXPECT_EQ(sorted(Strings(names.begin() + 4, names.begin() + 6)),
             (Strings{"KEST_FileSystem:/", "KEST_FileSystem:/run/user 1000"}));
   EXPECT_EQ(sorted(Strings(names.begin() + 6, names.end())),
@@ -69,9 +68,9 @@ TEST_F(SystemProviderTest, ClassNamesMatchInAnyCase) {
 
 TEST_F(SystemProviderTest, GetInstanceThroughTheBaseClassNameFindsTheSubclassObject) {
   for (const char* className : {"KEST_Process", "KEST_FileSystem", "KEST_NetworkInterface"}) {
-    const std::string key = std::string(className) == "KEST_Process"       ? "100"
+    const std::string key = std::string(className) == "KEST_Process"      ? "100"
                             : std::string(className) == "KEST_FileSystem" ? "/"
-                                                                           : "eth0";
+                                                                          : "eth0";
     const TOVSmrPtr<ITovaObject> object =
         get(elementName(className, key, "testhost", "KEST_LogicalElement"));
     ASSERT_TRUE(object) << className;
@@ -116,26 +115,24 @@ TEST_P(ProcessPropertyTest, HasItsCimTypeAndValue) {
 
 INSTANTIATE_TEST_SUITE_P(
     Columns, ProcessPropertyTest,
-    ::testing::Values(PropertyCase{"SystemName", "string", "testhost"},
-                      PropertyCase{"CreationClassName", "string", "KEST_Process"},
-                      PropertyCase{"Name", "string", "200"},
-                      PropertyCase{"ElementName", "string", "sleep"},
-                      PropertyCase{"ProcessId", "uint32", "200"},
-                      PropertyCase{"ParentProcessId", "uint32", "100"},
-                      PropertyCase{"Command", "string", "sleep"},
-                      PropertyCase{"CommandLine", "string", "sleep 100"},
-                      PropertyCase{"State", "string", "Running"},
-                      PropertyCase{"Priority", "sint32", "30"},
-                      PropertyCase{"NiceValue", "sint32", "10"},
-                      PropertyCase{"Threads", "uint32", "2"},
-                      PropertyCase{"UserModeTime", "uint64", "70"},
-                      PropertyCase{"KernelModeTime", "uint64", "30"},
-                      PropertyCase{"VirtualMemorySize", "uint64", "5500000"},
-                      PropertyCase{"ResidentSetSize", "uint64", "819200"},
-                      PropertyCase{"StartTime", "datetime", "20231114233640.500000+000"},
-                      // Names match in any case.
-                      PropertyCase{"processid", "uint32", "200"},
-                      PropertyCase{"COMMANDLINE", "string", "sleep 100"}));
+    ::testing::Values(
+        PropertyCase{"SystemName", "string", "testhost"},
+        PropertyCase{"CreationClassName", "string", "KEST_Process"},
+        PropertyCase{"Name", "string", "200"}, PropertyCase{"ElementName", "string", "sleep"},
+        PropertyCase{"ProcessId", "uint32", "200"},
+        PropertyCase{"ParentProcessId", "uint32", "100"},
+        PropertyCase{"Command", "string", "sleep"},
+        PropertyCase{"CommandLine", "string", "sleep 100"},
+        PropertyCase{"State", "string", "Running"}, PropertyCase{"Priority", "sint32", "30"},
+        PropertyCase{"NiceValue", "sint32", "10"}, PropertyCase{"Threads", "uint32", "2"},
+        PropertyCase{"UserModeTime", "uint64", "70"},
+        PropertyCase{"KernelModeTime", "uint64", "30"},
+        PropertyCase{"VirtualMemorySize", "uint64", "5500000"},
+        PropertyCase{"ResidentSetSize", "uint64", "819200"},
+        PropertyCase{"StartTime", "datetime", "20231114233640.500000+000"},
+        // Names match in any case.
+        PropertyCase{"processid", "uint32", "200"},
+        PropertyCase{"COMMANDLINE", "string", "sleep 100"}));
 
 TEST_F(SystemProviderTest, PropertiesAreReadByIndexInTableOrder) {
   const TOVSmrPtr<ITovaObject> system = get(systemName());
@@ -212,13 +209,13 @@ TEST_F(SystemProviderTest, AssociatorsOfAFileSystemAndAnInterfaceAreTheSystem) {
 }
 
 TEST_F(SystemProviderTest, ReferencesOfTheSystemAreItsComponentLinks) {
-  EXPECT_EQ(referenceNames(systemName()),
-            (Strings{"KEST_SystemFileSystem:testhost>/",
-                     "KEST_SystemFileSystem:testhost>/run/user 1000",
-                     "KEST_SystemNetworkInterface:testhost>eth0",
-                     "KEST_SystemNetworkInterface:testhost>lo", "KEST_SystemProcess:testhost>1",
-                     "KEST_SystemProcess:testhost>100", "KEST_SystemProcess:testhost>2",
-                     "KEST_SystemProcess:testhost>200"}));
+  EXPECT_EQ(
+      referenceNames(systemName()),
+      (Strings{"KEST_SystemFileSystem:testhost>/", "KEST_SystemFileSystem:testhost>/run/user 1000",
+               "KEST_SystemNetworkInterface:testhost>eth0",
+               "KEST_SystemNetworkInterface:testhost>lo", "KEST_SystemProcess:testhost>1",
+               "KEST_SystemProcess:testhost>100", "KEST_SystemProcess:testhost>2",
+               "KEST_SystemProcess:testhost>200"}));
   EXPECT_EQ(referenceNames(systemName(), "KEST_SystemNetworkInterface").size(), 2u);
   EXPECT_EQ(referenceNames(systemName(), "KEST_SystemComponent").size(), 8u);
   EXPECT_EQ(referenceNames(systemName(), "", "PartComponent"), Strings{});

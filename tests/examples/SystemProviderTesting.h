@@ -39,9 +39,9 @@ inline TOVSmrPtr<ITovaInstanceName> processName(unsigned pid, const char* host =
 }
 
 inline TOVSmrPtr<ITovaInstanceName> systemName(const char* host = "testhost") {
-  return makeName(examples::kComputerSystemClass,
-                  {Key{"CreationClassName", make(examples::kComputerSystemClass)},
-                   Key{"Name", make(host)}});
+  return makeName(
+      examples::kComputerSystemClass,
+      {Key{"CreationClassName", make(examples::kComputerSystemClass)}, Key{"Name", make(host)}});
 }
 
 // "<Class>:<Name key>" for an element or system name; "<Class>:<left
@@ -81,8 +81,8 @@ class SystemProviderFixture : public ::testing::Test {
          {kSystemProcessClass, kSystemFileSystemClass, kSystemNetworkInterfaceClass}) {
       repository->addClass(kTestNameSpace, component, kSystemComponentClass);
     }
-    for (const char* root : {kComputerSystemClass, kLogicalElementClass, kSystemComponentClass,
-                             kParentProcessClass}) {
+    for (const char* root :
+         {kComputerSystemClass, kLogicalElementClass, kSystemComponentClass, kParentProcessClass}) {
       repository->addClass(kTestNameSpace, root, "");
     }
     _provider->initialize(repository);

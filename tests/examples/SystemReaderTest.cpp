@@ -68,7 +68,9 @@ TEST_F(SystemReaderTest, MissingSystemFilesGiveLocalhostAndNullValues) {
 
 TEST_F(SystemReaderTest, ReadsAProcessFromItsStatAndCommandLine) {
   _fixture.addProcess({200, "sleep", 'R', 100, 7, 3, 30, 10, 2, 500050, 5500000, 200,
-                       std::string("sleep\0" "100\0", 10)});
+                       std::string("sleep\0"
+                                   "100\0",
+                                   10)});
   const std::vector<ProcessRecord> records = _reader.readProcesses("testhost");
   ASSERT_EQ(records.size(), 1u);
   const ProcessRecord& p = records[0];
@@ -220,8 +222,8 @@ TEST_F(SystemReaderTest, DefaultUsageComesFromStatvfsBelowTheRoot) {
 
 TEST_F(SystemReaderTest, ReadsNetworkInterfacesByName) {
   _fixture.addInterface({"eth0", 2, 1, "52:54:00:12:34:56", 1500, "up", "1000", 10, 20, 3, 4});
-  _fixture.addInterface({"lo", 1, 772, "00:00:00:00:00:00", 65536, "unknown", std::nullopt, 5,
-                         5, 1, 1});
+  _fixture.addInterface(
+      {"lo", 1, 772, "00:00:00:00:00:00", 65536, "unknown", std::nullopt, 5, 5, 1, 1});
   _fixture.write("sys/class/net/bonding_masters", "\n");
   const std::vector<NetworkInterfaceRecord> records = _reader.readNetworkInterfaces("testhost");
   ASSERT_EQ(records.size(), 2u);

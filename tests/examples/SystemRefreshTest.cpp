@@ -95,10 +95,10 @@ TEST_F(SystemRefreshTest, ProcessThatExitsLeavesWithItsAssociationsAndADeletionI
             (std::vector<std::string>{"KEST_Process:1"}));
   EXPECT_EQ(sorted(enumerateNames(kest::examples::kParentProcessClass)),
             (std::vector<std::string>{"KEST_ParentProcess:1>100"}));
-  EXPECT_EQ(sortedIndications(),
-            (std::vector<std::string>{indicationText(kDeleted, "KEST_ParentProcess:100>200"),
-                                      indicationText(kDeleted, "KEST_Process:200"),
-                                      indicationText(kDeleted, "KEST_SystemProcess:testhost>200")}));
+  EXPECT_EQ(sortedIndications(), (std::vector<std::string>{
+                                     indicationText(kDeleted, "KEST_ParentProcess:100>200"),
+                                     indicationText(kDeleted, "KEST_Process:200"),
+                                     indicationText(kDeleted, "KEST_SystemProcess:testhost>200")}));
 }
 
 TEST_F(SystemRefreshTest, ProcessThatStartsIsLinkedToTheSystemAndItsParent) {
@@ -108,10 +108,10 @@ TEST_F(SystemRefreshTest, ProcessThatStartsIsLinkedToTheSystemAndItsParent) {
   EXPECT_EQ(valueOf(processName(300), "Command"), "top");
   EXPECT_EQ(associatorNames(processName(300)),
             (std::vector<std::string>{"KEST_ComputerSystem:testhost", "KEST_Process:200"}));
-  EXPECT_EQ(sortedIndications(),
-            (std::vector<std::string>{indicationText(kCreated, "KEST_ParentProcess:200>300"),
-                                      indicationText(kCreated, "KEST_Process:300"),
-                                      indicationText(kCreated, "KEST_SystemProcess:testhost>300")}));
+  EXPECT_EQ(sortedIndications(), (std::vector<std::string>{
+                                     indicationText(kCreated, "KEST_ParentProcess:200>300"),
+                                     indicationText(kCreated, "KEST_Process:300"),
+                                     indicationText(kCreated, "KEST_SystemProcess:testhost>300")}));
 }
 
 TEST_F(SystemRefreshTest, UnchangedMachineRaisesNoIndications) {
@@ -127,8 +127,8 @@ TEST_F(SystemRefreshTest, ChangedPropertiesAreReportedToObserversWithTheirNames)
   const TOVSmrPtr<RecordingSubscriber> subscriber = observe(processName(100));
   const TOVSmrPtr<RecordingSubscriber> other = observe(processName(200));
   // bash now runs with more user time and a second thread.
-  _fixture.addProcess({100, "bash", 'R', 1, 25, 10, 20, 0, 2, 12345, 9000000, 1200,
-                       std::string("-bash\0", 6)});
+  _fixture.addProcess(
+      {100, "bash", 'R', 1, 25, 10, 20, 0, 2, 12345, 9000000, 1200, std::string("-bash\0", 6)});
   provider().refreshNow();
 
   EXPECT_EQ(subscriber->received(),
@@ -142,15 +142,15 @@ TEST_F(SystemRefreshTest, ChangedPropertiesAreReportedToObserversWithTheirNames)
 
 TEST_F(SystemRefreshTest, ObserverWithAFilterHearsOnlyOfItsProperties) {
   const TOVSmrPtr<RecordingSubscriber> threads = observe(
-      processName(100),
-      TOVSmrPtr<ITovaSubscriptionFilter>(new CTovaPropertyListFilter(kest::testing::names({"Threads"}))));
-  _fixture.addProcess({100, "bash", 'S', 1, 25, 10, 20, 0, 1, 12345, 9000000, 1200,
-                       std::string("-bash\0", 6)});
+      processName(100), TOVSmrPtr<ITovaSubscriptionFilter>(
+                            new CTovaPropertyListFilter(kest::testing::names({"Threads"}))));
+  _fixture.addProcess(
+      {100, "bash", 'S', 1, 25, 10, 20, 0, 1, 12345, 9000000, 1200, std::string("-bash\0", 6)});
   provider().refreshNow();
   EXPECT_TRUE(threads->received().empty());
 
-  _fixture.addProcess({100, "bash", 'S', 1, 25, 10, 20, 0, 3, 12345, 9000000, 1200,
-                       std::string("-bash\0", 6)});
+  _fixture.addProcess(
+      {100, "bash", 'S', 1, 25, 10, 20, 0, 3, 12345, 9000000, 1200, std::string("-bash\0", 6)});
   provider().refreshNow();
   EXPECT_EQ(threads->received(),
             (std::vector<std::string>{std::to_string(ITovaIndication::IndicationChange) +
@@ -202,7 +202,9 @@ TEST_F(SystemRefreshTest, ProcessWhoseParentExitsMovesToItsNewParent) {
   // 100 exits; its child 200 is reparented to init.
   _fixture.removeProcess(100);
   _fixture.addProcess({200, "sleep", 'R', 1, 7, 3, 30, 10, 2, 500050, 5500000, 200,
-                       std::string("sleep\0" "100\0", 10)});
+                       std::string("sleep\0"
+                                   "100\0",
+                                   10)});
   provider().refreshNow();
 
   EXPECT_EQ(associatorNames(processName(200), kest::examples::kParentProcessClass),
@@ -216,16 +218,17 @@ TEST_F(SystemRefreshTest, ProcessWhoseParentExitsMovesToItsNewParent) {
 
 TEST_F(SystemRefreshTest, ProcessThatMovesToALiveParentLeavesTheOldOne) {
   _fixture.addProcess({200, "sleep", 'R', 2, 7, 3, 30, 10, 2, 500050, 5500000, 200,
-                       std::string("sleep\0" "100\0", 10)});
+                       std::string("sleep\0"
+                                   "100\0",
+                                   10)});
   provider().refreshNow();
 
   EXPECT_EQ(associatorNames(processName(200), kest::examples::kParentProcessClass),
             (std::vector<std::string>{"KEST_Process:2"}));
   EXPECT_EQ(associatorNames(processName(100), kest::examples::kParentProcessClass),
             (std::vector<std::string>{"KEST_Process:1"}));
-  EXPECT_EQ(sortedIndications(),
-            sorted({indicationText(kCreated, "KEST_ParentProcess:2>200"),
-                    indicationText(kDeleted, "KEST_ParentProcess:100>200")}));
+  EXPECT_EQ(sortedIndications(), sorted({indicationText(kCreated, "KEST_ParentProcess:2>200"),
+                                         indicationText(kDeleted, "KEST_ParentProcess:100>200")}));
 }
 
 TEST_F(SystemRefreshTest, UnmountedFileSystemAndRemovedInterfaceLeaveTheCache) {
@@ -233,25 +236,24 @@ TEST_F(SystemRefreshTest, UnmountedFileSystemAndRemovedInterfaceLeaveTheCache) {
   _fixture.remove("sys/class/net/eth0");
   provider().refreshNow();
 
-  EXPECT_EQ(associatorNames(systemName(), kest::examples::kSystemComponentClass, "KEST_LogicalElement"),
-            (std::vector<std::string>{"KEST_FileSystem:/", "KEST_NetworkInterface:lo",
-                                      "KEST_Process:1", "KEST_Process:100", "KEST_Process:2",
-                                      "KEST_Process:200"}));
   EXPECT_EQ(
-      sortedIndications(),
-      (std::vector<std::string>{
-          indicationText(kDeleted, "KEST_FileSystem:/run/user 1000"),
-          indicationText(kDeleted, "KEST_NetworkInterface:eth0"),
-          indicationText(kDeleted, "KEST_SystemFileSystem:testhost>/run/user 1000"),
-          indicationText(kDeleted, "KEST_SystemNetworkInterface:testhost>eth0")}));
+      associatorNames(systemName(), kest::examples::kSystemComponentClass, "KEST_LogicalElement"),
+      (std::vector<std::string>{"KEST_FileSystem:/", "KEST_NetworkInterface:lo", "KEST_Process:1",
+                                "KEST_Process:100", "KEST_Process:2", "KEST_Process:200"}));
+  EXPECT_EQ(sortedIndications(),
+            (std::vector<std::string>{
+                indicationText(kDeleted, "KEST_FileSystem:/run/user 1000"),
+                indicationText(kDeleted, "KEST_NetworkInterface:eth0"),
+                indicationText(kDeleted, "KEST_SystemFileSystem:testhost>/run/user 1000"),
+                indicationText(kDeleted, "KEST_SystemNetworkInterface:testhost>eth0")}));
 }
 
 TEST_F(SystemRefreshTest, WithoutIndicationsTheCacheStillFollowsTheMachine) {
   provider().disableIndications();
   const TOVSmrPtr<RecordingSubscriber> subscriber = observe(processName(100));
   _fixture.removeProcess(200);
-  _fixture.addProcess({100, "bash", 'R', 1, 20, 10, 20, 0, 1, 12345, 9000000, 1200,
-                       std::string("-bash\0", 6)});
+  _fixture.addProcess(
+      {100, "bash", 'R', 1, 20, 10, 20, 0, 1, 12345, 9000000, 1200, std::string("-bash\0", 6)});
   provider().refreshNow();
   EXPECT_FALSE(get(processName(200)));
   EXPECT_EQ(valueOf(processName(100), "State"), "Running");

@@ -207,8 +207,7 @@ TEST_F(SynchronizedProviderTest, IndicationsRaisedInAnUpdateArriveInOrderAfterIt
   EXPECT_EQ(calls[0].indication->getClassName(), "CIM_InstCreation");
   EXPECT_EQ(calls[1].legacyIndication->getIndicationType(), ITovaIndication::IndicationCreation);
   EXPECT_EQ(calls[2].indication->getClassName(), "CIM_InstDeletion");
-  EXPECT_EQ(calls[3].legacyIndication->getIndicationType(),
-            ITovaIndication::IndicationDestruction);
+  EXPECT_EQ(calls[3].legacyIndication->getIndicationType(), ITovaIndication::IndicationDestruction);
 }
 
 TEST_F(SynchronizedProviderTest, NestedUpdateDeliversOnlyWhenTheOutermostEnds) {
@@ -238,8 +237,9 @@ TEST_F(SynchronizedProviderTest, ChangeNotificationReachesTheObserverAfterTheLoc
     });
     EXPECT_EQ(otherRequest.wait_for(std::chrono::seconds(10)), std::future_status::ready);
   };
-  EXPECT_TRUE(_provider.registerObserver(diskName(1), observer, ITovaIndication::IndicationChange,
-                                         nullptr, nullptr)
+  EXPECT_TRUE(_provider
+                  .registerObserver(diskName(1), observer, ITovaIndication::IndicationChange,
+                                    nullptr, nullptr)
                   ->getAsBool());
   {
     const SynchronizedProvider::UpdateGuard update(_provider);

@@ -37,23 +37,32 @@ CimError mapped(const std::function<void()>& thrower) {
 
 TEST(CimErrorTest, ProviderErrorsMapToTheirCimStatus) {
   const std::vector<MappingCase> cases = {
-      {"framework code 7", [] { throw kest::pf::Exception("deleteInstance", "DeleteInstance intrinsic not supported", 7); },
+      {"framework code 7",
+       [] {
+         throw kest::pf::Exception("deleteInstance", "DeleteInstance intrinsic not supported", 7);
+       },
        7, "DeleteInstance intrinsic not supported"},
       {"framework code 17664", [] { throw kest::pf::Exception("w", "missing parameter", 17664); },
        4, "missing parameter"},
       {"framework code 17665", [] { throw kest::pf::Exception("w", "Undeclared class X", 17665); },
        5, "Undeclared class X"},
-      {"framework code 17666", [] { throw kest::pf::Exception("w", "not cached", 17666); },
-       6, "not cached"},
-      {"framework code 17667", [] { throw kest::pf::Exception("w", "wrong type", 17667); },
-       1, "wrong type"},
-      {"framework with who", [] { throw kest::pf::Exception("kest::pf::Provider", "setProperty", "intrinsic not supported", 7); },
+      {"framework code 17666", [] { throw kest::pf::Exception("w", "not cached", 17666); }, 6,
+       "not cached"},
+      {"framework code 17667", [] { throw kest::pf::Exception("w", "wrong type", 17667); }, 1,
+       "wrong type"},
+      {"framework with who",
+       [] {
+         throw kest::pf::Exception("kest::pf::Provider", "setProperty", "intrinsic not supported",
+                                   7);
+       },
        7, "intrinsic not supported"},
-      {"host error with code 7", [] { throw TovaBaseException("T", "w", "who", "host failure", 7); },
-       1, "host failure"},
+      {"host error with code 7",
+       [] { throw TovaBaseException("T", "w", "who", "host failure", 7); }, 1, "host failure"},
       {"null pointer", [] { throw TOVNullPointerException(); }, 1, "null pointer dereferenced"},
       {"fatal assertion",
-       [] { CI_ExFatal("! \"getClass (not) implemented\"", 51458, __FILE__, __LINE__).throwThis(); },
+       [] {
+         CI_ExFatal("! \"getClass (not) implemented\"", 51458, __FILE__, __LINE__).throwThis();
+       },
        1, "! \"getClass (not) implemented\""},
       {"standard exception", [] { throw std::runtime_error("boom"); }, 1, "boom"},
       {"anything else", [] { throw 42; }, 1, "unknown exception"},

@@ -58,7 +58,9 @@ std::string fooName(const char* name = "abc", const char* id = "42") {
   return instanceNameXml("Test_Foo", {{"Name", "string", name}, {"Id", "numeric", id}});
 }
 
-std::string className(const char* name) { return "<CLASSNAME NAME=\"" + std::string(name) + "\"/>"; }
+std::string className(const char* name) {
+  return "<CLASSNAME NAME=\"" + std::string(name) + "\"/>";
+}
 
 class CimServiceTest : public ::testing::Test {
  protected:
@@ -100,7 +102,9 @@ class CimServiceTest : public ::testing::Test {
 
   Answer ask(const std::string& method, const std::string& body,
              const std::string& object = "root%2Fcimv2") const {
-    return askWith({{"CIMOperation", "MethodCall"}, {"CIMMethod", method}, {"CIMObject", object},
+    return askWith({{"CIMOperation", "MethodCall"},
+                    {"CIMMethod", method},
+                    {"CIMObject", object},
                     {"CIMProtocolVersion", "1.0"}},
                    body);
   }
@@ -134,7 +138,8 @@ std::string errorOf(const Answer& answer) {
 // --- instance operations ----------------------------------------------------------
 
 TEST_F(CimServiceTest, EnumerateInstancesStreamsTheClassAndItsSubclasses) {
-  const Answer answer = intrinsic("EnumerateInstances", parameter("ClassName", className("Test_Foo")));
+  const Answer answer =
+      intrinsic("EnumerateInstances", parameter("ClassName", className("Test_Foo")));
   EXPECT_EQ(answer.status, 200);
   EXPECT_TRUE(answer.streamed);
   EXPECT_EQ(answer.code, 0);
@@ -160,7 +165,8 @@ TEST_F(CimServiceTest, PropertyListKeepsOnlyTheNamedProperties) {
   const Answer answer = intrinsic(
       "EnumerateInstances",
       parameter("ClassName", className("Test_Foo")) +
-          parameter("PropertyList", "<VALUE.ARRAY><VALUE>name</VALUE><VALUE>Extra</VALUE></VALUE.ARRAY>"));
+          parameter("PropertyList",
+                    "<VALUE.ARRAY><VALUE>name</VALUE><VALUE>Extra</VALUE></VALUE.ARRAY>"));
   EXPECT_EQ(count(answer.body, "<PROPERTY "), 4u);
   EXPECT_EQ(count(answer.body, "<PROPERTY NAME=\"Name\""), 3u);
   EXPECT_EQ(count(answer.body, "<PROPERTY NAME=\"Extra\""), 1u);
@@ -182,9 +188,9 @@ TEST_F(CimServiceTest, GetInstanceReturnsTheInstanceOrNotFound) {
 
 TEST_F(CimServiceTest, GetPropertyReturnsTheValueNothingForNullOrNoSuchProperty) {
   const auto get = [this](const char* property) {
-    return intrinsic("GetProperty", parameter("InstanceName", fooName()) +
-                                        parameter("PropertyName", std::string("<VALUE>") + property +
-                                                                      "</VALUE>"));
+    return intrinsic("GetProperty",
+                     parameter("InstanceName", fooName()) +
+                         parameter("PropertyName", std::string("<VALUE>") + property + "</VALUE>"));
   };
   EXPECT_NE(get("descr").body.find("<IRETURNVALUE><VALUE>hello &amp; &lt;world&gt;</VALUE>"
                                    "</IRETURNVALUE>"),
@@ -194,17 +200,19 @@ TEST_F(CimServiceTest, GetPropertyReturnsTheValueNothingForNullOrNoSuchProperty)
 }
 
 TEST_F(CimServiceTest, WritingOperationsAreRefusedByTheFramework) {
-  EXPECT_EQ(errorOf(intrinsic("CreateInstance",
-                              parameter("NewInstance", "<INSTANCE CLASSNAME=\"Test_Foo\">"
-                                                       "<PROPERTY NAME=\"Name\" TYPE=\"string\">"
-                                                       "<VALUE>n</VALUE></PROPERTY></INSTANCE>"))),
-            "7: CreateInstance is not supported for the class Test_Foo: its provider created no "
-            "instance");
-  EXPECT_EQ(errorOf(intrinsic("ModifyInstance",
-                              parameter("ModifiedInstance", "<VALUE.NAMEDINSTANCE>" + fooName() +
-                                                                "<INSTANCE CLASSNAME=\"Test_Foo\">"
-                                                                "</INSTANCE></VALUE.NAMEDINSTANCE>"))),
-            "7: ModifyInstance intrinsic not supported");
+  EXPECT_EQ(
+      errorOf(intrinsic("CreateInstance", parameter("NewInstance",
+                                                    "<INSTANCE CLASSNAME=\"Test_Foo\">"
+                                                    "<PROPERTY NAME=\"Name\" TYPE=\"string\">"
+                                                    "<VALUE>n</VALUE></PROPERTY></INSTANCE>"))),
+      "7: CreateInstance is not supported for the class Test_Foo: its provider created no "
+      "instance");
+  EXPECT_EQ(
+      errorOf(intrinsic("ModifyInstance",
+                        parameter("ModifiedInstance", "<VALUE.NAMEDINSTANCE>" + fooName() +
+                                                          "<INSTANCE CLASSNAME=\"Test_Foo\">"
+                                                          "</INSTANCE></VALUE.NAMEDINSTANCE>"))),
+      "7: ModifyInstance intrinsic not supported");
   EXPECT_EQ(errorOf(intrinsic("DeleteInstance", parameter("InstanceName", fooName()))),
             "7: DeleteInstance intrinsic not supported");
   EXPECT_EQ(errorOf(intrinsic("SetProperty", parameter("InstanceName", fooName()) +
@@ -214,12 +222,11 @@ TEST_F(CimServiceTest, WritingOperationsAreRefusedByTheFramework) {
 }
 
 TEST_F(CimServiceTest, MethodCallReturnsItsValueAndOutputParameters) {
-  const Answer answer = ask(
-      "DoIt",
-      methodCall("DoIt", fooName(),
-                 "<PARAMVALUE NAME=\"S\"><VALUE>hi</VALUE></PARAMVALUE>"
-                 "<PARAMVALUE NAME=\"N\"><VALUE>7</VALUE></PARAMVALUE>"),
-      "root%2Fcimv2%3ATest_Foo.Name=\"abc\",Id=42");
+  const Answer answer = ask("DoIt",
+                            methodCall("DoIt", fooName(),
+                                       "<PARAMVALUE NAME=\"S\"><VALUE>hi</VALUE></PARAMVALUE>"
+                                       "<PARAMVALUE NAME=\"N\"><VALUE>7</VALUE></PARAMVALUE>"),
+                            "root%2Fcimv2%3ATest_Foo.Name=\"abc\",Id=42");
   EXPECT_EQ(answer.code, 0);
   EXPECT_NE(answer.body.find("<METHODRESPONSE NAME=\"DoIt\"><RETURNVALUE PARAMTYPE=\"uint32\">"
                              "<VALUE>0</VALUE></RETURNVALUE><PARAMVALUE NAME=\"Result\" "
@@ -228,17 +235,17 @@ TEST_F(CimServiceTest, MethodCallReturnsItsValueAndOutputParameters) {
             std::string::npos)
       << answer.body;
   EXPECT_EQ(dtdErrors(answer.body), "");
-  const Answer missing = ask("DoIt", methodCall("DoIt", fooName("none", "1"), ""),
-                             "root%2Fcimv2%3ATest_Foo");
+  const Answer missing =
+      ask("DoIt", methodCall("DoIt", fooName("none", "1"), ""), "root%2Fcimv2%3ATest_Foo");
   EXPECT_EQ(errorOf(missing),
             "6: The requested object could not be found. It may not exist or it may have been "
             "removed at an earlier time.");
 }
 
 TEST_F(CimServiceTest, AssociatorsFetchReferencedObjectsFromTheProviderOfTheirClass) {
-  const Answer answer = intrinsic(
-      "Associators",
-      parameter("ObjectName", instanceNameXml("Test_Slow", {{"Id", "numeric", "1"}})));
+  const Answer answer =
+      intrinsic("Associators",
+                parameter("ObjectName", instanceNameXml("Test_Slow", {{"Id", "numeric", "1"}})));
   EXPECT_EQ(answer.code, 0);
   EXPECT_EQ(count(answer.body, "<VALUE.OBJECTWITHPATH>"), 1u);
   EXPECT_NE(answer.body.find("<INSTANCE CLASSNAME=\"Test_Bar\"><PROPERTY NAME=\"Tag\" "
@@ -246,8 +253,7 @@ TEST_F(CimServiceTest, AssociatorsFetchReferencedObjectsFromTheProviderOfTheirCl
                              "TYPE=\"uint64\"><VALUE>1024</VALUE></PROPERTY></INSTANCE>"),
             std::string::npos)
       << answer.body;
-  EXPECT_EQ(_capture.sink().count(
-                "Associators: test_bar.tag=\"none\" cannot be fetched; left out"),
+  EXPECT_EQ(_capture.sink().count("Associators: test_bar.tag=\"none\" cannot be fetched; left out"),
             1u);
   EXPECT_EQ(dtdErrors(answer.body), "");
 }
@@ -262,7 +268,8 @@ TEST_F(CimServiceTest, EveryCimTypePassesThroughAMethodCallBothWays) {
       "<INSTANCEPATH><NAMESPACEPATH><HOST>h</HOST>" +
       kest::server::testing::localNameSpacePath("root/cimv2") +
       "</NAMESPACEPATH><INSTANCENAME CLASSNAME=\"Test_Bar\"><KEYBINDING NAME=\"Tag\"><KEYVALUE "
-      "VALUETYPE=\"string\" TYPE=\"string\">b1</KEYVALUE></KEYBINDING></INSTANCENAME></INSTANCEPATH>";
+      "VALUETYPE=\"string\" "
+      "TYPE=\"string\">b1</KEYVALUE></KEYBINDING></INSTANCENAME></INSTANCEPATH>";
   const std::string embedded =
       "&lt;INSTANCE CLASSNAME=&quot;Test_E&quot;&gt;&lt;PROPERTY NAME=&quot;S&quot; "
       "TYPE=&quot;string&quot;&gt;&lt;VALUE&gt;x&amp;amp;y&lt;/VALUE&gt;&lt;/PROPERTY&gt;"
@@ -276,13 +283,16 @@ TEST_F(CimServiceTest, EveryCimTypePassesThroughAMethodCallBothWays) {
       "<PARAMVALUE NAME=\"S16\" PARAMTYPE=\"sint16\"><VALUE>-32768</VALUE></PARAMVALUE>",
       "<PARAMVALUE NAME=\"U32\" PARAMTYPE=\"uint32\"><VALUE>4294967295</VALUE></PARAMVALUE>",
       "<PARAMVALUE NAME=\"S32\" PARAMTYPE=\"sint32\"><VALUE>-2147483648</VALUE></PARAMVALUE>",
-      "<PARAMVALUE NAME=\"U64\" PARAMTYPE=\"uint64\"><VALUE>18446744073709551615</VALUE></PARAMVALUE>",
-      "<PARAMVALUE NAME=\"S64\" PARAMTYPE=\"sint64\"><VALUE>-9223372036854775808</VALUE></PARAMVALUE>",
+      "<PARAMVALUE NAME=\"U64\" "
+      "PARAMTYPE=\"uint64\"><VALUE>18446744073709551615</VALUE></PARAMVALUE>",
+      "<PARAMVALUE NAME=\"S64\" "
+      "PARAMTYPE=\"sint64\"><VALUE>-9223372036854775808</VALUE></PARAMVALUE>",
       "<PARAMVALUE NAME=\"R32\" PARAMTYPE=\"real32\"><VALUE>0.5</VALUE></PARAMVALUE>",
       "<PARAMVALUE NAME=\"R64\" PARAMTYPE=\"real64\"><VALUE>-2.5e-300</VALUE></PARAMVALUE>",
       "<PARAMVALUE NAME=\"C\" PARAMTYPE=\"char16\"><VALUE>\xC3\xA9</VALUE></PARAMVALUE>",
       "<PARAMVALUE NAME=\"S\" PARAMTYPE=\"string\"><VALUE>a &lt;b&gt; &amp; c</VALUE></PARAMVALUE>",
-      "<PARAMVALUE NAME=\"D\" PARAMTYPE=\"datetime\"><VALUE>20240102030405.000000+060</VALUE></PARAMVALUE>",
+      "<PARAMVALUE NAME=\"D\" "
+      "PARAMTYPE=\"datetime\"><VALUE>20240102030405.000000+060</VALUE></PARAMVALUE>",
       "<PARAMVALUE NAME=\"R\" PARAMTYPE=\"reference\"><VALUE.REFERENCE>" + bar +
           "</VALUE.REFERENCE></PARAMVALUE>",
       "<PARAMVALUE NAME=\"E\" PARAMTYPE=\"string\" EmbeddedObject=\"instance\"><VALUE>" + embedded +
@@ -294,13 +304,15 @@ TEST_F(CimServiceTest, EveryCimTypePassesThroughAMethodCallBothWays) {
   };
   std::string sent;
   for (const std::string& parameter : parameters) sent += parameter;
-  const Answer answer = ask("Echo",
-                            methodCall("Echo", fooName(),
-                                       sent + "<PARAMVALUE NAME=\"Null\" PARAMTYPE=\"uint8\"></PARAMVALUE>"),
-                            "root%2Fcimv2%3ATest_Foo");
+  const Answer answer =
+      ask("Echo",
+          methodCall("Echo", fooName(),
+                     sent + "<PARAMVALUE NAME=\"Null\" PARAMTYPE=\"uint8\"></PARAMVALUE>"),
+          "root%2Fcimv2%3ATest_Foo");
   EXPECT_EQ(answer.code, 0);
   EXPECT_NE(answer.body.find("<METHODRESPONSE NAME=\"Echo\"><RETURNVALUE PARAMTYPE=\"uint32\">"
-                             "<VALUE>19</VALUE></RETURNVALUE>" + sent + "</METHODRESPONSE>"),
+                             "<VALUE>19</VALUE></RETURNVALUE>" +
+                             sent + "</METHODRESPONSE>"),
             std::string::npos)
       << answer.body;
   EXPECT_EQ(dtdErrors(answer.body), "");
@@ -316,8 +328,9 @@ TEST_F(CimServiceTest, ANamespaceTheServerDoesNotServeIsInvalidNamespace) {
 }
 
 TEST_F(CimServiceTest, AClassNoProviderServesIsInvalidClass) {
-  EXPECT_EQ(errorOf(intrinsic("EnumerateInstances", parameter("ClassName", className("Test_Nothing")))),
-            "5: No provider serves the class Test_Nothing in namespace root/cimv2");
+  EXPECT_EQ(
+      errorOf(intrinsic("EnumerateInstances", parameter("ClassName", className("Test_Nothing")))),
+      "5: No provider serves the class Test_Nothing in namespace root/cimv2");
   EXPECT_EQ(errorOf(intrinsic("GetInstance",
                               parameter("InstanceName", instanceNameXml("Test_Nothing", {})))),
             "5: No provider serves the class Test_Nothing in namespace root/cimv2");
@@ -340,8 +353,9 @@ TEST_F(CimServiceTest, ClassRequestsAreAnsweredFromTheDeclaredClasses) {
   EXPECT_NE(link.body.find("<CLASS NAME=\"Test_FooBar\"><QUALIFIER NAME=\"Association\""),
             std::string::npos);
 
-  const Answer names = intrinsic("EnumerateClassNames", parameter("ClassName", className("Test_Base")) +
-                                                            parameter("DeepInheritance", "<VALUE>TRUE</VALUE>"));
+  const Answer names =
+      intrinsic("EnumerateClassNames", parameter("ClassName", className("Test_Base")) +
+                                           parameter("DeepInheritance", "<VALUE>TRUE</VALUE>"));
   EXPECT_TRUE(names.streamed);
   EXPECT_NE(names.body.find("<IRETURNVALUE><CLASSNAME NAME=\"Test_Foo\"/><CLASSNAME "
                             "NAME=\"Test_FooChild\"/></IRETURNVALUE>"),
@@ -349,7 +363,8 @@ TEST_F(CimServiceTest, ClassRequestsAreAnsweredFromTheDeclaredClasses) {
   const Answer top = intrinsic("EnumerateClassNames", "");
   EXPECT_EQ(count(top.body, "<CLASSNAME "), 15u);  // 3 root classes here, 12 of the throwing one
   EXPECT_EQ(dtdErrors(top.body), "");
-  const Answer classes = intrinsic("EnumerateClasses", parameter("ClassName", className("Test_Foo")));
+  const Answer classes =
+      intrinsic("EnumerateClasses", parameter("ClassName", className("Test_Foo")));
   EXPECT_NE(classes.body.find("<IRETURNVALUE><CLASS NAME=\"Test_FooChild\" SUPERCLASS=\"Test_Foo\">"
                               "</CLASS></IRETURNVALUE>"),
             std::string::npos);
@@ -366,7 +381,8 @@ TEST_F(CimServiceTest, FullClassDefinitionsDriveDeepInheritanceLocalOnlyAndClass
   ClassDefinition child = foo;
   child.name = "Test_FooChild";
   child.superClass = "Test_Foo";
-  child.properties.push_back(PropertyDefinition{"Extra", CTovaType::string, false, "Test_FooChild"});
+  child.properties.push_back(
+      PropertyDefinition{"Extra", CTovaType::string, false, "Test_FooChild"});
   _catalog.define("root/cimv2", foo);
   _catalog.define("root/cimv2", child);
   const std::string name = parameter("ClassName", className("Test_Foo"));
@@ -383,11 +399,14 @@ TEST_F(CimServiceTest, FullClassDefinitionsDriveDeepInheritanceLocalOnlyAndClass
   EXPECT_EQ(count(local.body, "<PROPERTY NAME=\"Id\""), 3u);
   EXPECT_EQ(count(local.body, "<PROPERTY NAME=\"Extra\""), 0u);
 
-  const Answer origins =
-      intrinsic("EnumerateInstances", name + parameter("IncludeClassOrigin", "<VALUE>TRUE</VALUE>"));
-  EXPECT_EQ(count(origins.body, "<PROPERTY NAME=\"Name\" TYPE=\"string\" CLASSORIGIN=\"Test_Base\">"), 3u);
-  EXPECT_EQ(count(origins.body, "<PROPERTY NAME=\"Extra\" TYPE=\"string\" "
-                                "CLASSORIGIN=\"Test_FooChild\">"),
+  const Answer origins = intrinsic("EnumerateInstances",
+                                   name + parameter("IncludeClassOrigin", "<VALUE>TRUE</VALUE>"));
+  EXPECT_EQ(
+      count(origins.body, "<PROPERTY NAME=\"Name\" TYPE=\"string\" CLASSORIGIN=\"Test_Base\">"),
+      3u);
+  EXPECT_EQ(count(origins.body,
+                  "<PROPERTY NAME=\"Extra\" TYPE=\"string\" "
+                  "CLASSORIGIN=\"Test_FooChild\">"),
             1u);
   EXPECT_EQ(dtdErrors(origins.body), "");
 }
@@ -407,11 +426,13 @@ TEST_F(CimServiceTest, EveryProviderErrorBecomesItsCimErrorAndTheServiceCarriesO
       {"Test_ErrUnknown", "1: unknown exception"},
   };
   for (const auto& [cls, expected] : cases) {
-    EXPECT_EQ(errorOf(intrinsic("GetInstance",
-                                parameter("InstanceName", instanceNameXml(cls, {{"Id", "numeric", "1"}})))),
+    EXPECT_EQ(errorOf(intrinsic(
+                  "GetInstance",
+                  parameter("InstanceName", instanceNameXml(cls, {{"Id", "numeric", "1"}})))),
               expected)
         << cls;
-    const Answer enumeration = intrinsic("EnumerateInstances", parameter("ClassName", className(cls)));
+    const Answer enumeration =
+        intrinsic("EnumerateInstances", parameter("ClassName", className(cls)));
     EXPECT_EQ(errorOf(enumeration), expected) << cls;
     EXPECT_EQ(dtdErrors(enumeration.body), "") << cls;
   }
@@ -427,7 +448,8 @@ TEST_F(CimServiceTest, AnErrorBeforeAnythingWasSentReplacesThePartialResultsWith
 }
 
 TEST_F(CimServiceTest, AnErrorAfterResultsWereSentCompletesTheDocumentAndReportsTheStatus) {
-  const Answer answer = intrinsic("EnumerateInstances", parameter("ClassName", className("Test_Midway")));
+  const Answer answer =
+      intrinsic("EnumerateInstances", parameter("ClassName", className("Test_Midway")));
   EXPECT_EQ(answer.status, 200);
   EXPECT_EQ(count(answer.body, "<VALUE.NAMEDINSTANCE>"), 2000u);
   EXPECT_EQ(errorOf(answer), "");
@@ -442,8 +464,9 @@ TEST_F(CimServiceTest, AClientThatGoesAwayStopsTheStream) {
     bool write(std::string_view) override { return false; }
   };
   CimHttpRequest request;
-  const std::map<std::string, std::string> headers{
-      {"CIMOperation", "MethodCall"}, {"CIMMethod", "EnumerateInstances"}, {"CIMObject", "root/cimv2"}};
+  const std::map<std::string, std::string> headers{{"CIMOperation", "MethodCall"},
+                                                   {"CIMMethod", "EnumerateInstances"},
+                                                   {"CIMObject", "root/cimv2"}};
   request.header = [&headers](const char* name) -> std::optional<std::string> {
     const auto it = headers.find(name);
     if (it == headers.end()) return std::nullopt;
@@ -460,7 +483,8 @@ TEST_F(CimServiceTest, AClientThatGoesAwayStopsTheStream) {
 
 TEST_F(CimServiceTest, FailuresAreLoggedWarningsForServerFailuresInformationOtherwise) {
   intrinsic("GetInstance", parameter("InstanceName", fooName("none", "9")));
-  intrinsic("GetInstance", parameter("InstanceName", instanceNameXml("Test_ErrStd", {{"Id", "numeric", "1"}})));
+  intrinsic("GetInstance",
+            parameter("InstanceName", instanceNameXml("Test_ErrStd", {{"Id", "numeric", "1"}})));
   ask("GetClass", "<CIM/>");
   std::vector<std::string> records;
   for (const TOVLogRecord& record : _capture.records()) {
@@ -487,23 +511,29 @@ TEST_F(CimServiceTest, CimHeadersAreChecked) {
   };
   EXPECT_EQ(refusal({{"CIMMethod", "EnumerateClassNames"}, {"CIMObject", "root/cimv2"}}),
             "400 unsupported-operation: the request has no CIMOperation header");
-  EXPECT_EQ(refusal({{"CIMOperation", "MethodResponse"}, {"CIMMethod", "EnumerateClassNames"},
+  EXPECT_EQ(refusal({{"CIMOperation", "MethodResponse"},
+                     {"CIMMethod", "EnumerateClassNames"},
                      {"CIMObject", "root/cimv2"}}),
             "400 unsupported-operation: CIMOperation MethodResponse is not MethodCall");
-  EXPECT_EQ(refusal({{"CIMOperation", "MethodCall"}, {"CIMProtocolVersion", "2.0"},
-                     {"CIMMethod", "EnumerateClassNames"}, {"CIMObject", "root/cimv2"}}),
+  EXPECT_EQ(refusal({{"CIMOperation", "MethodCall"},
+                     {"CIMProtocolVersion", "2.0"},
+                     {"CIMMethod", "EnumerateClassNames"},
+                     {"CIMObject", "root/cimv2"}}),
             "501 unsupported-protocol-version: CIMProtocolVersion 2.0 is not supported");
   EXPECT_EQ(refusal({{"CIMOperation", "MethodCall"}, {"CIMObject", "root/cimv2"}}),
             "400 header-mismatch: the request has no CIMMethod header");
   EXPECT_EQ(refusal({{"CIMOperation", "MethodCall"}, {"CIMMethod", "EnumerateClassNames"}}),
             "400 header-mismatch: the request has no CIMObject header");
-  EXPECT_EQ(refusal({{"CIMOperation", "MethodCall"}, {"CIMMethod", "GetClass"},
-                     {"CIMObject", "root/cimv2"}}),
-            "400 header-mismatch: CIMMethod GetClass does not match the method EnumerateClassNames");
-  EXPECT_EQ(refusal({{"CIMOperation", "MethodCall"}, {"CIMMethod", "EnumerateClassNames"},
+  EXPECT_EQ(
+      refusal(
+          {{"CIMOperation", "MethodCall"}, {"CIMMethod", "GetClass"}, {"CIMObject", "root/cimv2"}}),
+      "400 header-mismatch: CIMMethod GetClass does not match the method EnumerateClassNames");
+  EXPECT_EQ(refusal({{"CIMOperation", "MethodCall"},
+                     {"CIMMethod", "EnumerateClassNames"},
                      {"CIMObject", "root%2Finterop"}}),
             "400 header-mismatch: CIMObject root/interop does not name the namespace root/cimv2");
-  EXPECT_EQ(refusal({{"CIMOperation", "methodcall"}, {"CIMMethod", "enumerateclassnames"},
+  EXPECT_EQ(refusal({{"CIMOperation", "methodcall"},
+                     {"CIMMethod", "enumerateclassnames"},
                      {"CIMObject", "ROOT%2FCIMV2"}}),
             "200 : ");
 }
@@ -515,8 +545,7 @@ TEST_F(CimServiceTest, MethodCallObjectHeaderMustNameTheNamespaceAndClass) {
   EXPECT_EQ(wrongClass.status, 400);
   EXPECT_EQ(wrongClass.detail,
             "CIMObject root/cimv2:Test_Bar.Tag=\"b1\" does not name the class Test_Foo");
-  EXPECT_EQ(ask("DoIt", body, "root%2Fcimv2").detail,
-            "CIMObject root/cimv2 names no object path");
+  EXPECT_EQ(ask("DoIt", body, "root%2Fcimv2").detail, "CIMObject root/cimv2 names no object path");
 }
 
 TEST_F(CimServiceTest, RequestsTheParserRefusesKeepItsStatusAndCimError) {

@@ -81,7 +81,8 @@ TOVSmrPtr<CTovaObject> object(const char* className,
 // The PROPERTY element written for one property holding value.
 std::string propertyXml(const TOVSmrPtr<ITovaValue>& value) {
   const TOVSmrPtr<CTovaObject> holder = object("Test_X", {{"P", value}});
-  const std::string xml = render([&](CimXmlWriter& writer) { writer.instance(*holder, AllProperties()); });
+  const std::string xml =
+      render([&](CimXmlWriter& writer) { writer.instance(*holder, AllProperties()); });
   const std::string open = "<INSTANCE CLASSNAME=\"Test_X\">";
   return xml.substr(open.size(), xml.size() - open.size() - std::string("</INSTANCE>").size());
 }
@@ -126,9 +127,14 @@ TEST(CimXmlWriterTest, TextEscapesMarkupAndKeepsWhitespace) {
 }
 
 TEST(CimXmlWriterTest, InvalidUtf8AndForbiddenControlCharactersBecomeReplacementCharacters) {
-  EXPECT_EQ(propertyXml(make("a\xFF" "b\x01" "c\xED\xA0\x80" "d\xEF\xBF\xBF")),
-            "<PROPERTY NAME=\"P\" TYPE=\"string\"><VALUE>a\xEF\xBF\xBD" "b\xEF\xBF\xBD"
-            "c\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD" "d\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD</VALUE>"
+  EXPECT_EQ(propertyXml(make("a\xFF"
+                             "b\x01"
+                             "c\xED\xA0\x80"
+                             "d\xEF\xBF\xBF")),
+            "<PROPERTY NAME=\"P\" TYPE=\"string\"><VALUE>a\xEF\xBF\xBD"
+            "b\xEF\xBF\xBD"
+            "c\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"
+            "d\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD</VALUE>"
             "</PROPERTY>");
 }
 
@@ -171,8 +177,11 @@ std::vector<TypedCase> typedCases() {
       {"char16", CTovaValue::char16(u'\u00e9'), scalar("char16", "\xC3\xA9")},
       {"datetime", CTovaValue::dateTime("20240102030405.000000+000"),
        scalar("datetime", "20240102030405.000000+000")},
-      {"null", CTovaValue::nullOf(CTovaType::uint32), "<PROPERTY NAME=\"P\" TYPE=\"uint32\"></PROPERTY>"},
-      {"array", array(CimTypeCode::UInt16, {make(TOVuint16(1)), CTovaValue::nullOf(CTovaType::uint16), make(TOVuint16(3))}),
+      {"null", CTovaValue::nullOf(CTovaType::uint32),
+       "<PROPERTY NAME=\"P\" TYPE=\"uint32\"></PROPERTY>"},
+      {"array",
+       array(CimTypeCode::UInt16,
+             {make(TOVuint16(1)), CTovaValue::nullOf(CTovaType::uint16), make(TOVuint16(3))}),
        "<PROPERTY.ARRAY NAME=\"P\" TYPE=\"uint16\"><VALUE.ARRAY><VALUE>1</VALUE><VALUE>3</VALUE>"
        "</VALUE.ARRAY></PROPERTY.ARRAY>"},
       {"empty array", array(CimTypeCode::String, {}),
@@ -209,16 +218,15 @@ TEST(CimXmlWriterTest, AnInstanceWithEveryTypeValidatesAgainstTheDtd) {
   for (const TypedCase& item : typedCases()) {
     everything->setProperty(TOVString("P") + TOVString::fromInt(index++), item.value);
   }
-  const std::string xml = message([&](CimXmlWriter& writer) {
-    writer.namedInstance(*everything, AllProperties());
-  });
+  const std::string xml =
+      message([&](CimXmlWriter& writer) { writer.namedInstance(*everything, AllProperties()); });
   EXPECT_EQ(dtdErrors(xml), "") << xml;
 }
 
 TEST(CimXmlWriterTest, InstanceNameKeysCarryValueTypeAndType) {
   const TOVSmrPtr<ITovaInstanceName> name = makeName(
-      "Test_X", {Key{"Name", make("a\"b")}, Key{"Id", make(TOVuint32(42))},
-                 Key{"Flag", make(true)}, Key{"Neg", make(TOVsint64(-5))}, Key{"R", make(barName())}});
+      "Test_X", {Key{"Name", make("a\"b")}, Key{"Id", make(TOVuint32(42))}, Key{"Flag", make(true)},
+                 Key{"Neg", make(TOVsint64(-5))}, Key{"R", make(barName())}});
   const std::string xml = render([&](CimXmlWriter& writer) { writer.instanceName(*name); });
   EXPECT_EQ(xml,
             "<INSTANCENAME CLASSNAME=\"Test_X\">"
@@ -273,9 +281,7 @@ TEST(CimXmlWriterTest, PropertySelectionFiltersPropertiesAndReportsClassOrigin) 
     bool includes(const TOVString& className, const TOVString& name) const override {
       return className == TOVString("Test_X") && name.compareTo("a", 0) == 0;
     }
-    TOVString classOrigin(const TOVString&, const TOVString&) const override {
-      return "Test_Base";
-    }
+    TOVString classOrigin(const TOVString&, const TOVString&) const override { return "Test_Base"; }
   };
   const TOVSmrPtr<CTovaObject> x = object("Test_X", {{"A", make("1")}, {"B", make("2")}});
   EXPECT_EQ(render([&](CimXmlWriter& writer) { writer.instance(*x, OnlyA()); }),
@@ -292,10 +298,9 @@ TEST(CimXmlWriterTest, ValueFormsForGetPropertyResults) {
             "<VALUE.ARRAY><VALUE>1</VALUE><VALUE>-2</VALUE></VALUE.ARRAY>");
   EXPECT_EQ(render([](CimXmlWriter& writer) { writer.value(*make(barName())); }),
             "<VALUE.REFERENCE>" + barPath() + "</VALUE.REFERENCE>");
-  EXPECT_EQ(render([](CimXmlWriter& writer) {
-              writer.value(*CTovaValue::nullOf(CTovaType::string));
-            }),
-            "");
+  EXPECT_EQ(
+      render([](CimXmlWriter& writer) { writer.value(*CTovaValue::nullOf(CTovaType::string)); }),
+      "");
 }
 
 TEST(CimXmlWriterTest, ReturnValueAndOutputParameterForms) {
@@ -364,7 +369,8 @@ ClassDefinition fooDefinition() {
       {ParameterDefinition{"S", CTovaType::string, true, false},
        ParameterDefinition{"NA", CTovaType::arrayOf(CimTypeCode::UInt32), true, false},
        ParameterDefinition{"R", CTovaType::reference("Test_Bar"), true, false},
-       ParameterDefinition{"RA", CTovaType::arrayOf(CimTypeCode::Reference, "Test_Bar"), true, false},
+       ParameterDefinition{"RA", CTovaType::arrayOf(CimTypeCode::Reference, "Test_Bar"), true,
+                           false},
        ParameterDefinition{"Result", CTovaType::string, false, true}}}};
   return foo;
 }
@@ -375,36 +381,42 @@ TEST(CimXmlWriterTest, ClassWithFeaturesQualifiersAndOriginsIsWrittenInFull) {
   ClassOutput output;
   output.includeQualifiers = true;
   output.includeClassOrigin = true;
-  const std::string xml = render([&](CimXmlWriter& writer) {
-    writer.classDefinition(fooDefinition(), output);
-  });
+  const std::string xml =
+      render([&](CimXmlWriter& writer) { writer.classDefinition(fooDefinition(), output); });
   const std::string in =
-      "<QUALIFIER NAME=\"In\" TYPE=\"boolean\" OVERRIDABLE=\"false\"><VALUE>TRUE</VALUE></QUALIFIER>";
-  EXPECT_EQ(xml,
-            "<CLASS NAME=\"Test_Foo\" SUPERCLASS=\"Test_Base\">"
-            "<PROPERTY NAME=\"Base\" TYPE=\"string\" CLASSORIGIN=\"Test_Base\" PROPAGATED=\"true\">"
-            "</PROPERTY>"
-            "<PROPERTY NAME=\"Name\" TYPE=\"string\" CLASSORIGIN=\"Test_Foo\"><QUALIFIER "
-            "NAME=\"Key\" TYPE=\"boolean\" OVERRIDABLE=\"false\"><VALUE>TRUE</VALUE></QUALIFIER>"
-            "</PROPERTY>"
-            "<PROPERTY.ARRAY NAME=\"Vals\" TYPE=\"uint16\" CLASSORIGIN=\"Test_Foo\"></PROPERTY.ARRAY>"
-            "<PROPERTY.REFERENCE NAME=\"Peer\" REFERENCECLASS=\"Test_Bar\" CLASSORIGIN=\"Test_Foo\">"
-            "</PROPERTY.REFERENCE>"
-            "<PROPERTY NAME=\"Obj\" TYPE=\"string\" EmbeddedObject=\"instance\" "
-            "CLASSORIGIN=\"Test_Foo\"></PROPERTY>"
-            "<METHOD NAME=\"DoIt\" TYPE=\"uint32\" CLASSORIGIN=\"Test_Foo\">"
-            "<PARAMETER NAME=\"S\" TYPE=\"string\">" + in + "</PARAMETER>"
-            "<PARAMETER.ARRAY NAME=\"NA\" TYPE=\"uint32\">" + in + "</PARAMETER.ARRAY>"
-            "<PARAMETER.REFERENCE NAME=\"R\" REFERENCECLASS=\"Test_Bar\">" + in +
-            "</PARAMETER.REFERENCE>"
-            "<PARAMETER.REFARRAY NAME=\"RA\" REFERENCECLASS=\"Test_Bar\">" + in +
-            "</PARAMETER.REFARRAY>"
-            "<PARAMETER NAME=\"Result\" TYPE=\"string\"><QUALIFIER NAME=\"Out\" TYPE=\"boolean\" "
-            "OVERRIDABLE=\"false\"><VALUE>TRUE</VALUE></QUALIFIER></PARAMETER>"
-            "</METHOD></CLASS>");
-  EXPECT_EQ(dtdErrors(message([&](CimXmlWriter& writer) {
-              writer.classDefinition(fooDefinition(), output);
-            })),
+      "<QUALIFIER NAME=\"In\" TYPE=\"boolean\" "
+      "OVERRIDABLE=\"false\"><VALUE>TRUE</VALUE></QUALIFIER>";
+  EXPECT_EQ(
+      xml,
+      "<CLASS NAME=\"Test_Foo\" SUPERCLASS=\"Test_Base\">"
+      "<PROPERTY NAME=\"Base\" TYPE=\"string\" CLASSORIGIN=\"Test_Base\" PROPAGATED=\"true\">"
+      "</PROPERTY>"
+      "<PROPERTY NAME=\"Name\" TYPE=\"string\" CLASSORIGIN=\"Test_Foo\"><QUALIFIER "
+      "NAME=\"Key\" TYPE=\"boolean\" OVERRIDABLE=\"false\"><VALUE>TRUE</VALUE></QUALIFIER>"
+      "</PROPERTY>"
+      "<PROPERTY.ARRAY NAME=\"Vals\" TYPE=\"uint16\" CLASSORIGIN=\"Test_Foo\"></PROPERTY.ARRAY>"
+      "<PROPERTY.REFERENCE NAME=\"Peer\" REFERENCECLASS=\"Test_Bar\" CLASSORIGIN=\"Test_Foo\">"
+      "</PROPERTY.REFERENCE>"
+      "<PROPERTY NAME=\"Obj\" TYPE=\"string\" EmbeddedObject=\"instance\" "
+      "CLASSORIGIN=\"Test_Foo\"></PROPERTY>"
+      "<METHOD NAME=\"DoIt\" TYPE=\"uint32\" CLASSORIGIN=\"Test_Foo\">"
+      "<PARAMETER NAME=\"S\" TYPE=\"string\">" +
+          in +
+          "</PARAMETER>"
+          "<PARAMETER.ARRAY NAME=\"NA\" TYPE=\"uint32\">" +
+          in +
+          "</PARAMETER.ARRAY>"
+          "<PARAMETER.REFERENCE NAME=\"R\" REFERENCECLASS=\"Test_Bar\">" +
+          in +
+          "</PARAMETER.REFERENCE>"
+          "<PARAMETER.REFARRAY NAME=\"RA\" REFERENCECLASS=\"Test_Bar\">" +
+          in +
+          "</PARAMETER.REFARRAY>"
+          "<PARAMETER NAME=\"Result\" TYPE=\"string\"><QUALIFIER NAME=\"Out\" TYPE=\"boolean\" "
+          "OVERRIDABLE=\"false\"><VALUE>TRUE</VALUE></QUALIFIER></PARAMETER>"
+          "</METHOD></CLASS>");
+  EXPECT_EQ(dtdErrors(message(
+                [&](CimXmlWriter& writer) { writer.classDefinition(fooDefinition(), output); })),
             "");
 }
 
@@ -413,17 +425,17 @@ TEST(CimXmlWriterTest, LocalOnlyAndPropertyListNarrowAClass) {
   output.localOnly = true;
   const std::vector<TOVString> wanted{"base", "vals"};
   output.propertyList = &wanted;
-  const std::string xml = render([&](CimXmlWriter& writer) {
-    writer.classDefinition(fooDefinition(), output);
-  });
-  EXPECT_EQ(xml,
-            "<CLASS NAME=\"Test_Foo\" SUPERCLASS=\"Test_Base\">"
-            "<PROPERTY.ARRAY NAME=\"Vals\" TYPE=\"uint16\"></PROPERTY.ARRAY>"
-            "<METHOD NAME=\"DoIt\" TYPE=\"uint32\"><PARAMETER NAME=\"S\" TYPE=\"string\"></PARAMETER>"
-            "<PARAMETER.ARRAY NAME=\"NA\" TYPE=\"uint32\"></PARAMETER.ARRAY>"
-            "<PARAMETER.REFERENCE NAME=\"R\" REFERENCECLASS=\"Test_Bar\"></PARAMETER.REFERENCE>"
-            "<PARAMETER.REFARRAY NAME=\"RA\" REFERENCECLASS=\"Test_Bar\"></PARAMETER.REFARRAY>"
-            "<PARAMETER NAME=\"Result\" TYPE=\"string\"></PARAMETER></METHOD></CLASS>");
+  const std::string xml =
+      render([&](CimXmlWriter& writer) { writer.classDefinition(fooDefinition(), output); });
+  EXPECT_EQ(
+      xml,
+      "<CLASS NAME=\"Test_Foo\" SUPERCLASS=\"Test_Base\">"
+      "<PROPERTY.ARRAY NAME=\"Vals\" TYPE=\"uint16\"></PROPERTY.ARRAY>"
+      "<METHOD NAME=\"DoIt\" TYPE=\"uint32\"><PARAMETER NAME=\"S\" TYPE=\"string\"></PARAMETER>"
+      "<PARAMETER.ARRAY NAME=\"NA\" TYPE=\"uint32\"></PARAMETER.ARRAY>"
+      "<PARAMETER.REFERENCE NAME=\"R\" REFERENCECLASS=\"Test_Bar\"></PARAMETER.REFERENCE>"
+      "<PARAMETER.REFARRAY NAME=\"RA\" REFERENCECLASS=\"Test_Bar\"></PARAMETER.REFARRAY>"
+      "<PARAMETER NAME=\"Result\" TYPE=\"string\"></PARAMETER></METHOD></CLASS>");
 }
 
 TEST(CimXmlWriterTest, DeclaredClassHasNameSuperclassAndAssociationQualifierOnly) {

@@ -98,7 +98,9 @@ TEST_F(ClassCatalogTest, FeatureTypesComeFromFullDefinitionsOnly) {
   ClassDefinition foo;
   foo.name = "Test_Foo";
   foo.properties = {PropertyDefinition{"Id", CTovaType::uint32, true, "Test_Foo"}};
-  foo.methods = {MethodDefinition{"DoIt", CTovaType::uint32, "Test_Foo",
+  foo.methods = {MethodDefinition{"DoIt",
+                                  CTovaType::uint32,
+                                  "Test_Foo",
                                   {ParameterDefinition{"N", CTovaType::sint8, true, false}}}};
   _catalog.define("root/cimv2", foo);
   EXPECT_EQ(_catalog.propertyType("root/cimv2", "test_foo", "ID")->getName(), TOVString("uint32"));

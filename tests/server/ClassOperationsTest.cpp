@@ -39,7 +39,8 @@ std::string count(const std::string& text, const std::string& part) {
 }
 
 const char* const kKey =
-    "<QUALIFIER NAME=\"Key\" TYPE=\"boolean\" OVERRIDABLE=\"false\"><VALUE>TRUE</VALUE></QUALIFIER>";
+    "<QUALIFIER NAME=\"Key\" TYPE=\"boolean\" "
+    "OVERRIDABLE=\"false\"><VALUE>TRUE</VALUE></QUALIFIER>";
 
 class ClassOperationsTest : public ::testing::Test {
  protected:
@@ -98,12 +99,14 @@ int ClassOperationsTest::_port = 0;
 }  // namespace
 
 TEST_F(ClassOperationsTest, GetClassWritesTheCompiledClassWithQualifiersAndDefaults) {
-  EXPECT_EQ(getClass("Test_Bar", false, true, true),
-            "<CLASS NAME=\"Test_Bar\"><PROPERTY NAME=\"Tag\" TYPE=\"string\" "
-            "CLASSORIGIN=\"Test_Bar\">" + std::string(kKey) +
-                "</PROPERTY><PROPERTY NAME=\"Size\" TYPE=\"uint64\" CLASSORIGIN=\"Test_Bar\">"
-                "<QUALIFIER NAME=\"Units\" TYPE=\"string\" TRANSLATABLE=\"true\"><VALUE>Bytes</VALUE>"
-                "</QUALIFIER><VALUE>0</VALUE></PROPERTY></CLASS>");
+  EXPECT_EQ(
+      getClass("Test_Bar", false, true, true),
+      "<CLASS NAME=\"Test_Bar\"><PROPERTY NAME=\"Tag\" TYPE=\"string\" "
+      "CLASSORIGIN=\"Test_Bar\">" +
+          std::string(kKey) +
+          "</PROPERTY><PROPERTY NAME=\"Size\" TYPE=\"uint64\" CLASSORIGIN=\"Test_Bar\">"
+          "<QUALIFIER NAME=\"Units\" TYPE=\"string\" TRANSLATABLE=\"true\"><VALUE>Bytes</VALUE>"
+          "</QUALIFIER><VALUE>0</VALUE></PROPERTY></CLASS>");
 }
 
 TEST_F(ClassOperationsTest, GetClassWithoutQualifiersOrClassOriginLeavesThemOut) {
@@ -154,14 +157,14 @@ TEST_F(ClassOperationsTest, EmbeddedObjectPropertiesAreMarkedOnScalarsOnly) {
             "<PROPERTY NAME=\"Held\" TYPE=\"string\" EmbeddedObject=\"instance\"></PROPERTY>"
             "<PROPERTY NAME=\"Any\" TYPE=\"string\" EmbeddedObject=\"object\"></PROPERTY>"
             "<PROPERTY.ARRAY NAME=\"Many\" TYPE=\"string\"></PROPERTY.ARRAY></CLASS>");
-  EXPECT_NE(getClass("Test_Holder", false, true, false)
-                .find("<QUALIFIER NAME=\"EmbeddedInstance\" TYPE=\"string\"><VALUE>Test_Bar</VALUE>"),
-            std::string::npos);
+  EXPECT_NE(
+      getClass("Test_Holder", false, true, false)
+          .find("<QUALIFIER NAME=\"EmbeddedInstance\" TYPE=\"string\"><VALUE>Test_Bar</VALUE>"),
+      std::string::npos);
 }
 
 TEST_F(ClassOperationsTest, APropertyListKeepsOnlyTheNamedProperties) {
-  const std::string list =
-      "<VALUE.ARRAY><VALUE>tag</VALUE><VALUE>Unknown</VALUE></VALUE.ARRAY>";
+  const std::string list = "<VALUE.ARRAY><VALUE>tag</VALUE><VALUE>Unknown</VALUE></VALUE.ARRAY>";
   EXPECT_EQ(getClass("Test_Bar", false, false, false, parameter("PropertyList", list)),
             "<CLASS NAME=\"Test_Bar\"><PROPERTY NAME=\"Tag\" TYPE=\"string\"></PROPERTY></CLASS>");
   EXPECT_EQ(getClass("Test_Bar", false, false, false,
@@ -172,8 +175,8 @@ TEST_F(ClassOperationsTest, APropertyListKeepsOnlyTheNamedProperties) {
 TEST_F(ClassOperationsTest, AClassNoMofDefinesIsServedByNameAndSuperclass) {
   EXPECT_EQ(getClass("Test_Undefined", false, true, true),
             "<CLASS NAME=\"Test_Undefined\" SUPERCLASS=\"Test_Foo\"></CLASS>");
-  EXPECT_EQ(ask("EnumerateClassNames", classNameParameter("Test_Foo") +
-                                           boolean("DeepInheritance", false)),
+  EXPECT_EQ(ask("EnumerateClassNames",
+                classNameParameter("Test_Foo") + boolean("DeepInheritance", false)),
             "<CLASSNAME NAME=\"Test_FooChild\"/><CLASSNAME NAME=\"Test_Undefined\"/>");
 }
 
@@ -187,14 +190,14 @@ TEST_F(ClassOperationsTest, AnUnknownClassIsNotFoundOrInvalid) {
 }
 
 TEST_F(ClassOperationsTest, EnumerateClassesFollowsDeepInheritance) {
-  const std::string direct = ask("EnumerateClasses", classNameParameter("Test_Base") +
-                                                         boolean("DeepInheritance", false) +
-                                                         boolean("LocalOnly", true));
+  const std::string direct =
+      ask("EnumerateClasses", classNameParameter("Test_Base") + boolean("DeepInheritance", false) +
+                                  boolean("LocalOnly", true));
   EXPECT_EQ(count(direct, "<CLASS "), "1");
   EXPECT_EQ(direct.rfind("<CLASS NAME=\"Test_Foo\" SUPERCLASS=\"Test_Base\">", 0), 0u) << direct;
-  const std::string deep = ask("EnumerateClasses", classNameParameter("Test_Base") +
-                                                       boolean("DeepInheritance", true) +
-                                                       boolean("LocalOnly", true));
+  const std::string deep =
+      ask("EnumerateClasses", classNameParameter("Test_Base") + boolean("DeepInheritance", true) +
+                                  boolean("LocalOnly", true));
   EXPECT_EQ(count(deep, "<CLASS "), "3");
   EXPECT_NE(deep.find("<CLASS NAME=\"Test_FooChild\" SUPERCLASS=\"Test_Foo\"><PROPERTY "
                       "NAME=\"Extra\" TYPE=\"string\"></PROPERTY></CLASS>"),

@@ -33,7 +33,8 @@ TEST(ApplyDefaultProviderTest, WithoutProvidersServesTheSystemProviderAndCompile
   applyDefaultProvider(settings, "/opt/kest");
   EXPECT_EQ(paths(settings.providers),
             (std::vector<std::string>{"/opt/kest/libkest_system_provider.so@(first)"}));
-  EXPECT_EQ(settings.mofFiles, (std::vector<std::string>{"/opt/kest/kest-system.mof", "extra.mof"}));
+  EXPECT_EQ(settings.mofFiles,
+            (std::vector<std::string>{"/opt/kest/kest-system.mof", "extra.mof"}));
 }
 
 TEST(ApplyDefaultProviderTest, NamedProvidersAreKeptWithoutTheDefault) {

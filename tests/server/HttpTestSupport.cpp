@@ -20,7 +20,8 @@ namespace {
 bool sameText(std::string_view a, std::string_view b) {
   if (a.size() != b.size()) return false;
   for (std::size_t i = 0; i < a.size(); ++i) {
-    if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i]))) {
+    if (std::tolower(static_cast<unsigned char>(a[i])) !=
+        std::tolower(static_cast<unsigned char>(b[i]))) {
       return false;
     }
   }
@@ -100,7 +101,8 @@ std::vector<HttpResponse> parseResponses(std::string_view bytes, bool closeDelim
     const std::size_t lineEnd = bytes.find("\r\n", at);
     if (lineEnd == std::string_view::npos) break;
     response.statusLine = std::string(bytes.substr(at, lineEnd - at));
-    response.status = std::atoi(response.statusLine.c_str() + std::min<std::size_t>(9, response.statusLine.size()));
+    response.status = std::atoi(response.statusLine.c_str() +
+                                std::min<std::size_t>(9, response.statusLine.size()));
     at = lineEnd + 2;
     if (!readFields(bytes, at, response.headers)) break;
     if (response.status == 100) {
@@ -115,7 +117,8 @@ std::vector<HttpResponse> parseResponses(std::string_view bytes, bool closeDelim
       while (true) {
         const std::size_t sizeEnd = bytes.find("\r\n", at);
         if (sizeEnd == std::string_view::npos) break;
-        const std::size_t size = std::strtoul(std::string(bytes.substr(at, sizeEnd - at)).c_str(), nullptr, 16);
+        const std::size_t size =
+            std::strtoul(std::string(bytes.substr(at, sizeEnd - at)).c_str(), nullptr, 16);
         at = sizeEnd + 2;
         if (size == 0) {
           complete = readFields(bytes, at, response.trailers);
@@ -127,7 +130,8 @@ std::vector<HttpResponse> parseResponses(std::string_view bytes, bool closeDelim
       }
       if (!complete) break;
     } else if (response.hasHeader("Content-Length")) {
-      const std::size_t length = std::strtoul(response.header("Content-Length").c_str(), nullptr, 10);
+      const std::size_t length =
+          std::strtoul(response.header("Content-Length").c_str(), nullptr, 10);
       if (at + length > bytes.size()) break;
       response.body = std::string(bytes.substr(at, length));
       at += length;
@@ -314,7 +318,8 @@ ServerProcess::ServerProcess(const std::vector<std::string>& arguments,
     dup2(devNull, 1);
     dup2(pipeEnds[1], 2);
     std::vector<char*> args;
-    for (const std::string& argument : arguments) args.push_back(const_cast<char*>(argument.c_str()));
+    for (const std::string& argument : arguments)
+      args.push_back(const_cast<char*>(argument.c_str()));
     args.push_back(nullptr);
     execv(args[0], args.data());
     _exit(127);

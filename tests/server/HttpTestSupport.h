@@ -99,7 +99,7 @@ class RecordingProxy {
   std::thread _thread;
   std::mutex _mutex;
   std::condition_variable _idleChanged;
-  bool _busy = false;                // guarded by _mutex
+  bool _busy = false;                    // guarded by _mutex
   std::vector<HttpResponse> _responses;  // guarded by _mutex
 };
 

@@ -19,11 +19,13 @@ namespace {
 
 std::string barNames(int port) {
   const std::string address = "127.0.0.1:" + std::to_string(port);
-  return address + "/root/cimv2:Test_Bar.Tag=\"b1\"\n" + address + "/root/cimv2:Test_Bar.Tag=\"b2\"\n";
+  return address + "/root/cimv2:Test_Bar.Tag=\"b1\"\n" + address +
+         "/root/cimv2:Test_Bar.Tag=\"b2\"\n";
 }
 
 std::string enumerateBars(int port) {
-  return runProgram({"wbemcli", "ein", "http://127.0.0.1:" + std::to_string(port) + "/root/cimv2:Test_Bar"})
+  return runProgram({"wbemcli", "ein",
+                     "http://127.0.0.1:" + std::to_string(port) + "/root/cimv2:Test_Bar"})
       .output;
 }
 
@@ -53,15 +55,18 @@ TEST(KestServerProgramTest, SigintStopsItTheSameWay) {
 TEST(KestServerProgramTest, TheConfigurationFileSetsTheServer) {
   TemporaryFolder folder;
   const std::string config = folder.write(
-      "kest.ini", std::string("[KEST]\nCimTransactionTimeout = 5\n[Server]\nPort = 0\nProviders = ") +
-                      KEST_TEST_PROVIDER + "@root/interop\nNameSpaces = root/interop\nLogLevel = 3\n");
+      "kest.ini",
+      std::string("[KEST]\nCimTransactionTimeout = 5\n[Server]\nPort = 0\nProviders = ") +
+          KEST_TEST_PROVIDER + "@root/interop\nNameSpaces = root/interop\nLogLevel = 3\n");
   ServerProcess server({KEST_SERVER_EXECUTABLE}, {{"KEST_CONFIG", config}});
   ASSERT_NE(server.port(), 0) << server.errors();
   const std::string address = "127.0.0.1:" + std::to_string(server.port());
   EXPECT_EQ(runProgram({"wbemcli", "ein", "http://" + address + "/root/interop:Test_Bar"}).output,
-            address + "/root/interop:Test_Bar.Tag=\"b1\"\n" + address + "/root/interop:Test_Bar.Tag=\"b2\"\n");
-  EXPECT_TRUE(contains(runProgram({"wbemcli", "ein", "http://" + address + "/root/cimv2:Test_Bar"}).errors,
-                       "CIM_ERR_INVALID_NAMESPACE"));
+            address + "/root/interop:Test_Bar.Tag=\"b1\"\n" + address +
+                "/root/interop:Test_Bar.Tag=\"b2\"\n");
+  EXPECT_TRUE(
+      contains(runProgram({"wbemcli", "ein", "http://" + address + "/root/cimv2:Test_Bar"}).errors,
+               "CIM_ERR_INVALID_NAMESPACE"));
   EXPECT_EQ(server.stop(SIGTERM), 0);
 }
 
@@ -94,7 +99,8 @@ TEST(KestServerProgramTest, MalformedSettingsAreReported) {
   const std::string config = folder.write("kest.ini", "[Server]\nPort = many\n");
   ServerProcess badConfig({KEST_SERVER_EXECUTABLE}, {{"KEST_CONFIG", config}});
   EXPECT_EQ(badConfig.wait(), 1);
-  EXPECT_TRUE(contains(badConfig.errors(), "kest-server: [Server] Port: \"many\" is not a number\n"))
+  EXPECT_TRUE(
+      contains(badConfig.errors(), "kest-server: [Server] Port: \"many\" is not a number\n"))
       << badConfig.errors();
   ServerProcess badOption({KEST_SERVER_EXECUTABLE, "--port", "70000"});
   EXPECT_NE(badOption.wait(), 0);
@@ -112,7 +118,8 @@ TEST(KestServerProgramTest, MofFilesGiveTheClassesTheirFeatures) {
 
   TemporaryFolder folder;
   const std::string config = folder.write(
-      "kest.ini", "[Server]\nPort = 0\nMof = " + kest::server::testing::dataPath("test.mof") + "\n");
+      "kest.ini",
+      "[Server]\nPort = 0\nMof = " + kest::server::testing::dataPath("test.mof") + "\n");
   ServerProcess configured({KEST_SERVER_EXECUTABLE}, {{"KEST_CONFIG", config}});
   ASSERT_NE(configured.port(), 0) << configured.errors();
   const std::string other = "127.0.0.1:" + std::to_string(configured.port());
@@ -126,13 +133,15 @@ TEST(KestServerProgramTest, MofErrorsStopTheStart) {
   const std::string mof = folder.write("bad.mof", "class Test_A : Test_Missing { };\n");
   ServerProcess server({KEST_SERVER_EXECUTABLE, "--port", "0", "--mof", mof});
   EXPECT_EQ(server.wait(), 1);
-  EXPECT_TRUE(contains(server.errors(), "kest-server: the MOF files have 1 error(s):\n" + mof + ":1:"))
+  EXPECT_TRUE(
+      contains(server.errors(), "kest-server: the MOF files have 1 error(s):\n" + mof + ":1:"))
       << server.errors();
 }
 
 TEST(KestServerProgramTest, CheckMofReportsACleanFileAndExitsZeroWithoutServing) {
-  const kest::server::testing::ProgramResult result = runProgram(
-      {KEST_SERVER_EXECUTABLE, "--port", "1", "--check-mof", kest::server::testing::dataPath("test.mof")});
+  const kest::server::testing::ProgramResult result =
+      runProgram({KEST_SERVER_EXECUTABLE, "--port", "1", "--check-mof",
+                  kest::server::testing::dataPath("test.mof")});
   EXPECT_EQ(result.exitCode, 0) << result.errors;
   EXPECT_EQ(result.output, "1 file checked: 5 classes, 0 errors, 0 warnings\n");
   EXPECT_EQ(result.errors, "");
@@ -140,7 +149,8 @@ TEST(KestServerProgramTest, CheckMofReportsACleanFileAndExitsZeroWithoutServing)
 
 TEST(KestServerProgramTest, CheckMofReportsEveryErrorWithItsPlaceAndExitsNonZero) {
   TemporaryFolder folder;
-  const std::string bad = folder.write("bad.mof", "class Test_A : Test_Missing {\n  uint32 X;\n};\n");
+  const std::string bad =
+      folder.write("bad.mof", "class Test_A : Test_Missing {\n  uint32 X;\n};\n");
   const std::string broken = folder.write("broken.mof", "class Test_B {\n  uint32 X\n};\n");
   const kest::server::testing::ProgramResult result =
       runProgram({KEST_SERVER_EXECUTABLE, "--check-mof", bad, broken});

@@ -32,8 +32,9 @@ ClassDefinition compiled(const std::string& text, const char* className) {
 
 std::string typeText(const TOVSmrPtr<ITovaType>& type) {
   std::string text = CTovaType::codeName(CTovaType::codeOf(*type));
-  if (type->isReference() || type->isObject() || (type->isArray() && !type->getName().isNull() &&
-                                                  CTovaType::codeOf(*type) == CimTypeCode::Reference)) {
+  if (type->isReference() || type->isObject() ||
+      (type->isArray() && !type->getName().isNull() &&
+       CTovaType::codeOf(*type) == CimTypeCode::Reference)) {
     text += " " + type->getName().toStdString();
   }
   if (type->isArray()) text += "[]";
@@ -62,10 +63,10 @@ TEST(MofClassesTest, ACompiledClassKeepsItsFeaturesTypesKeysAndOrigins) {
     properties.push_back(property.name.toStdString() + ":" + typeText(property.type) + ":" +
                          (property.key ? "key:" : "") + property.classOrigin.toStdString());
   }
-  EXPECT_EQ(properties, (std::vector<std::string>{"Name:string:key:Test_Parent",
-                                                  "Vals:uint16[]:Test_Parent",
-                                                  "Peer:reference Test_Bar:Test_Child",
-                                                  "Inside:object Test_Bar:Test_Child"}));
+  EXPECT_EQ(properties,
+            (std::vector<std::string>{"Name:string:key:Test_Parent", "Vals:uint16[]:Test_Parent",
+                                      "Peer:reference Test_Bar:Test_Child",
+                                      "Inside:object Test_Bar:Test_Child"}));
   ASSERT_EQ(child.methods.size(), 1u);
   EXPECT_EQ(child.methods[0].name, TOVString("Run"));
   EXPECT_EQ(typeText(child.methods[0].returnType), "uint32");
@@ -88,7 +89,8 @@ TEST(MofClassesTest, AnAssociationIsMarkedAsOne) {
 TEST(MofClassesTest, TheMofFilesDefineTheirClassesInTheirNamespaces) {
   TemporaryFolder folder;
   const std::string interop = folder.write(
-      "interop.mof", "#pragma namespace(\"root/interop\")\nclass Test_Profile { [Key] string Id; };\n");
+      "interop.mof",
+      "#pragma namespace(\"root/interop\")\nclass Test_Profile { [Key] string Id; };\n");
   ClassCatalog catalog("root/cimv2");
   const std::vector<std::string> warnings =
       defineMofClasses({dataPath("test.mof"), interop}, "root/cimv2", catalog);
@@ -120,8 +122,8 @@ TEST(MofClassesTest, AClassTheCatalogAlreadyDeclaresIsADuplicateForTheCompiler) 
 
 TEST(MofClassesTest, WarningsAreReturned) {
   TemporaryFolder folder;
-  const std::string file =
-      folder.write("warn.mof", "class Test_W { [Key] string K; };\ninstance of Test_W { K = \"a\"; };\n");
+  const std::string file = folder.write(
+      "warn.mof", "class Test_W { [Key] string K; };\ninstance of Test_W { K = \"a\"; };\n");
   ClassCatalog catalog("root/cimv2");
   const std::vector<std::string> warnings = defineMofClasses({file}, "root/cimv2", catalog);
   ASSERT_EQ(warnings.size(), 1u);
@@ -131,8 +133,8 @@ TEST(MofClassesTest, WarningsAreReturned) {
 
 TEST(MofClassesTest, ErrorsStopTheDefinitionAndListEveryDiagnostic) {
   TemporaryFolder folder;
-  const std::string file =
-      folder.write("bad.mof", "class Test_A : Test_Missing { };\nclass Test_B { [Bogus] string X; };\n");
+  const std::string file = folder.write(
+      "bad.mof", "class Test_A : Test_Missing { };\nclass Test_B { [Bogus] string X; };\n");
   ClassCatalog catalog("root/cimv2");
   try {
     defineMofClasses({file}, "root/cimv2", catalog);

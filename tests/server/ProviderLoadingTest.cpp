@@ -89,9 +89,9 @@ TEST(ProviderLoaderTest, LoadsAFrameworkProviderAndReadsTheClassesItDeclares) {
                       (cls.association ? ":association" : ""));
   }
   std::sort(classes.begin(), classes.end());
-  EXPECT_EQ(classes, (std::vector<std::string>{"Test_Bar:", "Test_Base:", "Test_Foo:Test_Base",
-                                               "Test_FooBar::association",
-                                               "Test_FooChild:Test_Foo"}));
+  EXPECT_EQ(classes,
+            (std::vector<std::string>{"Test_Bar:", "Test_Base:", "Test_Foo:Test_Base",
+                                      "Test_FooBar::association", "Test_FooChild:Test_Foo"}));
   loaded->provider().shutdown();
 }
 
@@ -170,8 +170,7 @@ TEST(ProviderSetTest, AFailingStartupShutsDownTheStartedProvidersAndNamesTheFail
   const ScopedFault fault("startup-throws");
   TOVScopedLogCapture capture;
   ProviderSet providers;
-  EXPECT_EQ(startFailure(providers),
-            "startup failed: the managed device is missing");
+  EXPECT_EQ(startFailure(providers), "startup failed: the managed device is missing");
   EXPECT_TRUE(providers.providers().empty());
   const std::vector<std::string> steps = lifecycle(capture);
   EXPECT_EQ(steps.back(), "ServerTestProvider shutdown");
@@ -182,8 +181,7 @@ TEST(ProviderSetTest, AFailingPostStartupShutsDownEveryProvider) {
   const ScopedFault fault("postStartup-throws");
   TOVScopedLogCapture capture;
   ProviderSet providers;
-  EXPECT_EQ(startFailure(providers),
-            "postStartup failed: late failure");
+  EXPECT_EQ(startFailure(providers), "postStartup failed: late failure");
   const std::vector<std::string> steps = lifecycle(capture);
   ASSERT_GE(steps.size(), 2u);
   EXPECT_EQ(steps[steps.size() - 2], "FaultyProvider shutdown");
@@ -209,9 +207,9 @@ TEST(ProviderSetTest, AProviderWithoutClassesIsAcceptedWithAWarning) {
   ClassCatalog catalog("root/cimv2");
   ProviderSet providers;
   providers.start({kFaultyProvider}, catalog.repository(), "", catalog);
-  EXPECT_EQ(capture.sink().count(TOVString(KEST_FAULTY_PROVIDER) +
-                                 ": the provider declares no classes"),
-            1u);
+  EXPECT_EQ(
+      capture.sink().count(TOVString(KEST_FAULTY_PROVIDER) + ": the provider declares no classes"),
+      1u);
 }
 
 TEST(ProviderSetTest, AFailingShutdownIsLoggedAndTheOthersStillShutDown) {
@@ -221,8 +219,8 @@ TEST(ProviderSetTest, AFailingShutdownIsLoggedAndTheOthersStillShutDown) {
   ProviderSet providers;
   providers.start({kTestProvider, kFaultyProvider}, catalog.repository(), "", catalog);
   providers.shutdown();
-  EXPECT_EQ(capture.sink().count(TOVString(KEST_FAULTY_PROVIDER) +
-                                 ": shutdown failed: cannot let go"),
-            1u);
+  EXPECT_EQ(
+      capture.sink().count(TOVString(KEST_FAULTY_PROVIDER) + ": shutdown failed: cannot let go"),
+      1u);
   EXPECT_EQ(lifecycle(capture).back(), "ServerTestProvider shutdown");
 }

@@ -88,7 +88,9 @@ TOVString parameterType(const CimRequest& request, std::size_t index) {
   return name;
 }
 
-std::string keyText(const CimRequest& request) { return request.instanceName->toString().toStdString(); }
+std::string keyText(const CimRequest& request) {
+  return request.instanceName->toString().toStdString();
+}
 
 }  // namespace
 
@@ -157,8 +159,7 @@ TEST_F(RequestParserTest, CreateInstanceFromWbemcliCarriesTypedProperties) {
   EXPECT_EQ(instance.getPropertyByName("Id", true)->getValue()->getAsUInt(), 42u);
   EXPECT_EQ(instance.getPropertyByName("Id", true)->getType()->getName(), TOVString("uint32"));
   EXPECT_EQ(instance.getPropertyByName("Count", true)->getValue()->toString(), TOVString("-3"));
-  EXPECT_EQ(instance.getPropertyByName("Vals", true)->getValue()->toString(),
-            TOVString("{1,2,3}"));
+  EXPECT_EQ(instance.getPropertyByName("Vals", true)->getValue()->toString(), TOVString("{1,2,3}"));
   const TOVSmrPtr<ITovaInstanceName> peer =
       instance.getPropertyByName("Peer", true)->getValue()->getReference();
   EXPECT_EQ(peer->toFullPathString(), TOVString("//127.0.0.1/root/cimv2:cim_bar.tag=\"b1\""));
@@ -206,8 +207,8 @@ TEST_F(RequestParserTest, MethodCallFromWbemcliHasUntypedStringParameters) {
   EXPECT_EQ(request.nameSpace, TOVString("root/cimv2"));
   EXPECT_EQ(keyText(request), "cim_foo.flag=true,id=42,name=\"abc\"");
   ASSERT_EQ(request.inParameters->entries(), 6u);
-  const std::vector<std::string> expected{"string", "string", "string", "string[]", "string[]",
-                                          "CIM_Bar"};
+  const std::vector<std::string> expected{"string",   "string",   "string",
+                                          "string[]", "string[]", "CIM_Bar"};
   for (std::size_t i = 0; i < expected.size(); ++i) {
     EXPECT_EQ(parameterType(request, i), TOVString(expected[i])) << i;
   }
@@ -237,11 +238,11 @@ TEST_F(RequestParserTest, KeyValuesAreTypedByTheClassDefinitionWhenTheTextFits) 
   foo.name = "CIM_Foo";
   foo.properties = {PropertyDefinition{"Id", CTovaType::uint32, true, "CIM_Foo"}};
   _catalog.define("root/cimv2", foo);
-  const CimRequest request = parseOk(intrinsic(
-      "GetInstance",
-      parameter("InstanceName",
-                "<INSTANCENAME CLASSNAME=\"CIM_Foo\"><KEYBINDING NAME=\"Id\"><KEYVALUE "
-                "VALUETYPE=\"string\">42</KEYVALUE></KEYBINDING></INSTANCENAME>")));
+  const CimRequest request = parseOk(
+      intrinsic("GetInstance",
+                parameter("InstanceName",
+                          "<INSTANCENAME CLASSNAME=\"CIM_Foo\"><KEYBINDING NAME=\"Id\"><KEYVALUE "
+                          "VALUETYPE=\"string\">42</KEYVALUE></KEYBINDING></INSTANCENAME>")));
   EXPECT_EQ(request.instanceName->getKeyPropertyAt(0)->getType()->getName(), TOVString("uint32"));
   EXPECT_EQ(keyText(request), "cim_foo.id=42");
 }
@@ -277,9 +278,9 @@ TEST_F(RequestParserTest, OmittedBooleansTakeEachOperationsDefault) {
 }
 
 TEST_F(RequestParserTest, ParameterNamesMatchInAnyCase) {
-  const CimRequest request = parseOk(intrinsic(
-      "EnumerateInstances", parameter("classname", "<CLASSNAME NAME=\"X\"/>") +
-                                parameter("DEEPINHERITANCE", "<VALUE>false</VALUE>")));
+  const CimRequest request = parseOk(
+      intrinsic("EnumerateInstances", parameter("classname", "<CLASSNAME NAME=\"X\"/>") +
+                                          parameter("DEEPINHERITANCE", "<VALUE>false</VALUE>")));
   EXPECT_FALSE(request.deepInheritance);
 }
 
@@ -300,12 +301,12 @@ TEST_F(RequestParserTest, PropertyListIsAbsentEmptyOrAListOfNames) {
 }
 
 TEST_F(RequestParserTest, AssociationFiltersAndAClassAsObjectName) {
-  const CimRequest request = parseOk(intrinsic(
-      "AssociatorNames", parameter("ObjectName", "<CLASSNAME NAME=\"CIM_Foo\"/>") +
-                             parameter("AssocClass", "<CLASSNAME NAME=\"CIM_FooBar\"/>") +
-                             parameter("ResultClass", "<CLASSNAME NAME=\"CIM_Bar\"/>") +
-                             parameter("Role", "<VALUE>Antecedent</VALUE>") +
-                             parameter("ResultRole", "<VALUE>Dependent</VALUE>")));
+  const CimRequest request = parseOk(
+      intrinsic("AssociatorNames", parameter("ObjectName", "<CLASSNAME NAME=\"CIM_Foo\"/>") +
+                                       parameter("AssocClass", "<CLASSNAME NAME=\"CIM_FooBar\"/>") +
+                                       parameter("ResultClass", "<CLASSNAME NAME=\"CIM_Bar\"/>") +
+                                       parameter("Role", "<VALUE>Antecedent</VALUE>") +
+                                       parameter("ResultRole", "<VALUE>Dependent</VALUE>")));
   EXPECT_TRUE(request.objectIsClass);
   EXPECT_EQ(request.className, TOVString("CIM_Foo"));
   EXPECT_EQ(request.instanceName->getNumberOfKeyProperties(), 0u);
@@ -323,7 +324,8 @@ TEST_F(RequestParserTest, MethodParametersWithTypesArraysReferencesAndNulls) {
       "<PARAMVALUE NAME=\"R\" PARAMTYPE=\"reference\"><VALUE.REFERENCE>" +
       std::string(kFooName) +
       "</VALUE.REFERENCE></PARAMVALUE>"
-      "<PARAMVALUE NAME=\"RA\"><VALUE.REFARRAY><VALUE.REFERENCE>" + kFooName +
+      "<PARAMVALUE NAME=\"RA\"><VALUE.REFARRAY><VALUE.REFERENCE>" +
+      kFooName +
       "</VALUE.REFERENCE></VALUE.REFARRAY></PARAMVALUE>"
       "<PARAMVALUE NAME=\"Nothing\"></PARAMVALUE>"));
   ASSERT_EQ(request.inParameters->entries(), 5u);
@@ -362,9 +364,10 @@ TEST_F(RequestParserTest, MethodCalledOnAClassAddressesAKeylessName) {
 }
 
 TEST_F(RequestParserTest, ReferencesAndCdataAreResolvedInText) {
-  const CimRequest request = parseOk(intrinsic(
-      "GetProperty", parameter("InstanceName", kFooName) +
-                         parameter("PropertyName", "<VALUE>&#65;&#x42;&lt;<![CDATA[&x<]]></VALUE>")));
+  const CimRequest request = parseOk(
+      intrinsic("GetProperty",
+                parameter("InstanceName", kFooName) +
+                    parameter("PropertyName", "<VALUE>&#65;&#x42;&lt;<![CDATA[&x<]]></VALUE>")));
   EXPECT_EQ(request.propertyName, TOVString("AB<&x<"));
 }
 
@@ -416,9 +419,9 @@ TEST_F(RequestParserTest, UnescapedKeyValueFromWbemcliIsNotWellFormed) {
 }
 
 TEST_F(RequestParserTest, MalformedXmlIsNotWellFormed) {
-  const std::string notUtf8 = intrinsic(
-      "GetProperty",
-      parameter("InstanceName", kFooName) + parameter("PropertyName", "<VALUE>\xC3(</VALUE>"));
+  const std::string notUtf8 =
+      intrinsic("GetProperty", parameter("InstanceName", kFooName) +
+                                   parameter("PropertyName", "<VALUE>\xC3(</VALUE>"));
   const std::vector<std::pair<std::string, std::string>> cases = {
       {intrinsic("GetProperty", parameter("InstanceName", kFooName) +
                                     parameter("PropertyName", "<VALUE>a&b</VALUE>")),
@@ -452,7 +455,8 @@ TEST_F(RequestParserTest, TruncatedRequestIsNotWellFormed) {
 TEST_F(RequestParserTest, WellFormedXmlThatIsNotARequestIsNotValid) {
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"<FOO/>", "400 request-not-valid: the document element is FOO, not CIM"},
-      {"<CIM DTDVERSION=\"2.0\"/>", "400 request-not-valid: element CIM lacks its CIMVERSION attribute"},
+      {"<CIM DTDVERSION=\"2.0\"/>",
+       "400 request-not-valid: element CIM lacks its CIMVERSION attribute"},
       {"<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\"><MESSAGE PROTOCOLVERSION=\"1.0\"/></CIM>",
        "400 request-not-valid: element MESSAGE lacks its ID attribute"},
       {"<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\"><MESSAGE ID=\"1\" PROTOCOLVERSION=\"1.0\">"
@@ -463,7 +467,8 @@ TEST_F(RequestParserTest, WellFormedXmlThatIsNotARequestIsNotValid) {
       {intrinsic("GetInstance",
                  parameter("InstanceName", "<INSTANCENAME><KEYBINDING/></INSTANCENAME>")),
        "400 request-not-valid: element INSTANCENAME lacks its CLASSNAME attribute"},
-      {intrinsic("GetInstance", "text"), "400 request-not-valid: element IMETHODCALL may not hold text"},
+      {intrinsic("GetInstance", "text"),
+       "400 request-not-valid: element IMETHODCALL may not hold text"},
   };
   for (const auto& [body, expected] : cases) EXPECT_EQ(rejection(body), expected);
 }
@@ -479,10 +484,12 @@ TEST_F(RequestParserTest, UnsupportedVersionsAndMultipleRequestsAreNotImplemente
   EXPECT_EQ(rejection("<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\"><MESSAGE ID=\"1\" "
                       "PROTOCOLVERSION=\"2.0\"/></CIM>"),
             "501 unsupported-protocol-version: PROTOCOLVERSION 2.0 is not supported");
-  EXPECT_EQ(rejection("<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\"><MESSAGE ID=\"1\" "
-                      "PROTOCOLVERSION=\"1.0\"><MULTIREQ><SIMPLEREQ>" + call +
-                      "</SIMPLEREQ><SIMPLEREQ>" + call + "</SIMPLEREQ></MULTIREQ></MESSAGE></CIM>"),
-            "501 multiple-requests-unsupported: multiple requests in one message are not supported");
+  EXPECT_EQ(
+      rejection("<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\"><MESSAGE ID=\"1\" "
+                "PROTOCOLVERSION=\"1.0\"><MULTIREQ><SIMPLEREQ>" +
+                call + "</SIMPLEREQ><SIMPLEREQ>" + call +
+                "</SIMPLEREQ></MULTIREQ></MESSAGE></CIM>"),
+      "501 multiple-requests-unsupported: multiple requests in one message are not supported");
 }
 
 TEST_F(RequestParserTest, NestingBeyondTheLimitIsNotValid) {
@@ -498,7 +505,8 @@ TEST_F(RequestParserTest, VeryDeepNestingIsRefusedWithoutExhaustingTheStack) {
   deep.reserve(2400000);
   for (int i = 0; i < 200000; ++i) deep += "<A>";
   for (int i = 0; i < 200000; ++i) deep += "</A>";
-  EXPECT_EQ(rejection(deep), "400 request-not-valid: the request nests elements more than 32 levels deep");
+  EXPECT_EQ(rejection(deep),
+            "400 request-not-valid: the request nests elements more than 32 levels deep");
 }
 
 TEST_F(RequestParserTest, EmbeddedObjectsCountTowardsTheDepthLimit) {

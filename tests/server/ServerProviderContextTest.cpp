@@ -48,11 +48,11 @@ std::vector<std::string> contextMessages(const TOVScopedLogCapture& capture) {
 TEST(ServerProviderContextTest, SmiSIndicationsAreLoggedWithClassAndIdentifier) {
   TOVScopedLogCapture capture;
   ServerProviderContext context("Array", "root/cimv2");
-  context.deliverIndication(
-      "", CTovaObject::iPtr(kest::SMISIndicationFactory::createInstCreation("OMX:Array.1", fooObject())));
-  context.deliverIndication(
-      "root/interop",
-      CTovaObject::iPtr(kest::SMISIndicationFactory::createInstDeletion("OMX:Array.2", fooObject())));
+  context.deliverIndication("", CTovaObject::iPtr(kest::SMISIndicationFactory::createInstCreation(
+                                    "OMX:Array.1", fooObject())));
+  context.deliverIndication("root/interop",
+                            CTovaObject::iPtr(kest::SMISIndicationFactory::createInstDeletion(
+                                "OMX:Array.2", fooObject())));
   context.deliverIndication("", TOVSmrPtr<ITovaObject>());
   EXPECT_EQ(contextMessages(capture),
             (std::vector<std::string>{
@@ -64,10 +64,9 @@ TEST(ServerProviderContextTest, SmiSIndicationsAreLoggedWithClassAndIdentifier) 
 TEST(ServerProviderContextTest, NativeIndicationsAreLoggedWithTypeClassAndObjectName) {
   TOVScopedLogCapture capture;
   ServerProviderContext context("Array", "root/cimv2");
-  context.deliverLegacyIndication(TOVSmrPtr<ITovaIndication>(
-      new CTovaIndication(fooObject(), ITovaIndication::IndicationCreation,
-                          TOVSmrPtr<TOVValSlist<TOVString>>(), nullptr, 1,
-                          TOVSmrPtr<TOVValSlist<TOVString>>(), false)));
+  context.deliverLegacyIndication(TOVSmrPtr<ITovaIndication>(new CTovaIndication(
+      fooObject(), ITovaIndication::IndicationCreation, TOVSmrPtr<TOVValSlist<TOVString>>(),
+      nullptr, 1, TOVSmrPtr<TOVValSlist<TOVString>>(), false)));
   context.deliverLegacyIndication(TOVSmrPtr<ITovaIndication>());
   EXPECT_EQ(contextMessages(capture),
             (std::vector<std::string>{"Legacy indication 8 Test_Foo test_foo.name=\"a\" from Array",
@@ -82,7 +81,8 @@ TEST(ServerProviderContextTest, AStartingProvidersIndicationsReachTheLog) {
                   catalog);
   const std::vector<std::string> messages = contextMessages(capture);
   ASSERT_GE(messages.size(), 2u);
-  EXPECT_EQ(messages[0], "Indication CIM_InstCreation OMX:ServerTest.1 from ServerTest for root/cimv2");
+  EXPECT_EQ(messages[0],
+            "Indication CIM_InstCreation OMX:ServerTest.1 from ServerTest for root/cimv2");
   EXPECT_EQ(messages[1],
             "Legacy indication 8 Test_Foo test_foo.id=42,name=\"abc\" from ServerTest");
 }

@@ -14,7 +14,9 @@
 
 namespace kest::server::testing {
 
-std::string dataPath(const std::string& name) { return std::string(KEST_SERVER_TEST_DATA) + "/" + name; }
+std::string dataPath(const std::string& name) {
+  return std::string(KEST_SERVER_TEST_DATA) + "/" + name;
+}
 
 std::string readFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
@@ -124,7 +126,8 @@ std::string instanceNameXml(const std::string& className, const std::vector<KeyT
 }
 
 TemporaryFolder::TemporaryFolder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "kest-server-test-XXXXXX").string();
+  std::string pattern =
+      (std::filesystem::temp_directory_path() / "kest-server-test-XXXXXX").string();
   if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
   _path = pattern;
 }

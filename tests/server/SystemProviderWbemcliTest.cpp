@@ -105,8 +105,10 @@ class SystemProviderWbemcliTest : public ::testing::Test {
     return element(prefix, "KEST_Process", std::to_string(_server->pid()));
   }
   static std::string computerSystem(const std::string& prefix) {
-    return prefix + "/root/cimv2:KEST_ComputerSystem.CreationClassName=\"KEST_ComputerSystem\","
-                    "Name=\"" + hostName() + "\"";
+    return prefix +
+           "/root/cimv2:KEST_ComputerSystem.CreationClassName=\"KEST_ComputerSystem\","
+           "Name=\"" +
+           hostName() + "\"";
   }
 
   // The classes of the objects printed, one per line ("HOST/root/cimv2:<class>.").
@@ -134,14 +136,14 @@ TEST_F(SystemProviderWbemcliTest, WithoutAProviderTheServerServesTheSystemClasse
   EXPECT_EQ(run.exitCode, 0) << run.err;
   std::set<std::string> classes;
   for (const std::string& line : lines(run.out)) classes.insert(line);
-  EXPECT_EQ(classes, (std::set<std::string>{
-                         "HOST/root/cimv2:KEST_ComputerSystem", "HOST/root/cimv2:KEST_LogicalElement",
-                         "HOST/root/cimv2:KEST_FileSystem", "HOST/root/cimv2:KEST_NetworkInterface",
-                         "HOST/root/cimv2:KEST_Process", "HOST/root/cimv2:KEST_ParentProcess",
-                         "HOST/root/cimv2:KEST_SystemComponent",
-                         "HOST/root/cimv2:KEST_SystemFileSystem",
-                         "HOST/root/cimv2:KEST_SystemNetworkInterface",
-                         "HOST/root/cimv2:KEST_SystemProcess"}));
+  EXPECT_EQ(
+      classes,
+      (std::set<std::string>{
+          "HOST/root/cimv2:KEST_ComputerSystem", "HOST/root/cimv2:KEST_LogicalElement",
+          "HOST/root/cimv2:KEST_FileSystem", "HOST/root/cimv2:KEST_NetworkInterface",
+          "HOST/root/cimv2:KEST_Process", "HOST/root/cimv2:KEST_ParentProcess",
+          "HOST/root/cimv2:KEST_SystemComponent", "HOST/root/cimv2:KEST_SystemFileSystem",
+          "HOST/root/cimv2:KEST_SystemNetworkInterface", "HOST/root/cimv2:KEST_SystemProcess"}));
 }
 
 TEST_F(SystemProviderWbemcliTest, EnumerateProcessesPrintsEveryProcessWithItsProperties) {
@@ -172,9 +174,8 @@ TEST_F(SystemProviderWbemcliTest, GetInstanceOfTheServerProcess) {
       literal(serverProcess("HOST")) + " SystemName=\"" + literal(hostName()) +
       "\",CreationClassName=\"KEST_Process\",Name=\"" + pid +
       "\",ElementName=\"kest-server\",ProcessId=" + pid +
-      ",ParentProcessId=" + std::to_string(getpid()) +
-      ",Command=\"kest-server\",CommandLine=\"" + literal(KEST_SERVER_EXECUTABLE) +
-      R"re( --port 0",State="\w+( \w+)*",.*\n)re");
+      ",ParentProcessId=" + std::to_string(getpid()) + ",Command=\"kest-server\",CommandLine=\"" +
+      literal(KEST_SERVER_EXECUTABLE) + R"re( --port 0",State="\w+( \w+)*",.*\n)re");
   EXPECT_TRUE(std::regex_match(run.out, shape)) << run.out;
 }
 
@@ -203,8 +204,8 @@ TEST_F(SystemProviderWbemcliTest, AssociatorsOfTheSystemAreItsElements) {
       wbemcli({"ai", "-ac", "KEST_SystemNetworkInterface", computerSystem("URL")});
   EXPECT_EQ(interfaces.exitCode, 0) << interfaces.err;
   EXPECT_EQ(classesOf(interfaces.out), (std::set<std::string>{"KEST_NetworkInterface"}));
-  EXPECT_NE(interfaces.out.find(element("HOST", "KEST_NetworkInterface", "lo") +
-                                " SystemName=\"" + hostName() +
+  EXPECT_NE(interfaces.out.find(element("HOST", "KEST_NetworkInterface", "lo") + " SystemName=\"" +
+                                hostName() +
                                 "\",CreationClassName=\"KEST_NetworkInterface\",Name=\"lo\","
                                 "ElementName=\"lo\",InterfaceIndex="),
             std::string::npos)
@@ -212,8 +213,8 @@ TEST_F(SystemProviderWbemcliTest, AssociatorsOfTheSystemAreItsElements) {
 }
 
 TEST_F(SystemProviderWbemcliTest, ParentOfTheServerProcessIsThisTestProgram) {
-  const Run run = wbemcli({"ain", "-ac", "KEST_ParentProcess", "-arr", "Parent",
-                           serverProcess("URL")});
+  const Run run =
+      wbemcli({"ain", "-ac", "KEST_ParentProcess", "-arr", "Parent", serverProcess("URL")});
   EXPECT_EQ(run.exitCode, 0) << run.err;
   EXPECT_EQ(run.out, element("HOST", "KEST_Process", std::to_string(getpid())) + "\n");
 }
@@ -235,8 +236,7 @@ TEST_F(SystemProviderWbemcliTest, MethodsReturnTheirTypedOutputParameters) {
                  R"re(AvailableBytes \(uint64\): \d+, PercentUsed \(real64\): [0-9.e+-]+\n)re")))
       << usage.out;
 
-  const Run status =
-      wbemcli({"cm", serverProcess("URL"), "GetStatusField.Field=\"Name\""});
+  const Run status = wbemcli({"cm", serverProcess("URL"), "GetStatusField.Field=\"Name\""});
   EXPECT_EQ(status.exitCode, 0) << status.err;
   EXPECT_EQ(status.out,
             serverProcess("HOST") + " GetStatusField: 0, Value (string): kest-server\n");
@@ -250,8 +250,8 @@ TEST_F(SystemProviderWbemcliTest, MethodWithoutItsRequiredParameterFails) {
 }
 
 TEST_F(SystemProviderWbemcliTest, MethodWithAParameterOutOfItsTypeFails) {
-  const Run run = wbemcli({"cm", element("URL", "KEST_FileSystem", "/"),
-                           "HasFreeSpace.Bytes=1,ReservePercent=300"});
+  const Run run = wbemcli(
+      {"cm", element("URL", "KEST_FileSystem", "/"), "HasFreeSpace.Bytes=1,ReservePercent=300"});
   EXPECT_EQ(run.exitCode, 16);
   EXPECT_EQ(run.err,
             "*\n* wbemcli: Cim: (4) CIM_ERR_INVALID_PARAMETER: parameter ReservePercent: \"300\" "

@@ -33,7 +33,8 @@ struct WbemcliRun {
 };
 
 std::string replaced(std::string text, const std::string& from, const std::string& to) {
-  for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
+  for (std::size_t at = text.find(from); at != std::string::npos;
+       at = text.find(from, at + to.size())) {
     text.replace(at, from.size(), to);
   }
   return text;
@@ -109,10 +110,12 @@ const char* const kAbcLine =
 TEST_F(WbemcliTest, EnumerateInstancesPrintsEveryInstanceOfTheClassTree) {
   const WbemcliRun run = wbemcli({"ei", "URL/root/cimv2:Test_Foo"});
   EXPECT_EQ(run.exitCode, 0) << run.err;
-  EXPECT_EQ(run.out,
-            "HOST/root/cimv2:Test_Foo.Name=\"x y\\\"z\",Id=7 Name=\"x y\\\"z\",Id=7,Flag=FALSE,Descr=\n" +
-                std::string(kAbcLine) +
-                "\nHOST/root/cimv2:Test_FooChild.Name=\"kid\",Id=1 Name=\"kid\",Id=1,Extra=\"child only\"\n");
+  EXPECT_EQ(
+      run.out,
+      "HOST/root/cimv2:Test_Foo.Name=\"x y\\\"z\",Id=7 Name=\"x y\\\"z\",Id=7,Flag=FALSE,Descr=\n" +
+          std::string(kAbcLine) +
+          "\nHOST/root/cimv2:Test_FooChild.Name=\"kid\",Id=1 Name=\"kid\",Id=1,Extra=\"child "
+          "only\"\n");
   ASSERT_EQ(run.responses.size(), 1u);
   EXPECT_TRUE(run.responses[0].chunked);
   EXPECT_EQ(run.responses[0].trailer("CIMStatusCode"), "0");
@@ -153,7 +156,8 @@ TEST_F(WbemcliTest, GetInstanceWithAPropertyList) {
 TEST_F(WbemcliTest, GetInstanceOfAMissingObjectIsNotFound) {
   const WbemcliRun run = wbemcli({"gi", "URL/root/cimv2:Test_Foo.Name=\"none\",Id=1"});
   EXPECT_EQ(run.exitCode, 16);
-  EXPECT_EQ(run.err, cimError(6, "CIM_ERR_NOT_FOUND", "Instance not found: test_foo.id=1,name=\"none\""));
+  EXPECT_EQ(run.err,
+            cimError(6, "CIM_ERR_NOT_FOUND", "Instance not found: test_foo.id=1,name=\"none\""));
 }
 
 TEST_F(WbemcliTest, AnUnescapedKeyValueGetsRequestNotWellFormed) {
@@ -170,13 +174,14 @@ TEST_F(WbemcliTest, AnUnescapedKeyValueGetsRequestNotWellFormed) {
 TEST_F(WbemcliTest, ModifyInstanceIsRefused) {
   const WbemcliRun run = wbemcli({"mi", kAbc, "Descr=\"changed\""});
   EXPECT_EQ(run.exitCode, 16);
-  EXPECT_EQ(run.err, cimError(7, "CIM_ERR_NOT_SUPPORTED", "ModifyInstance intrinsic not supported"));
+  EXPECT_EQ(run.err,
+            cimError(7, "CIM_ERR_NOT_SUPPORTED", "ModifyInstance intrinsic not supported"));
   EXPECT_EQ(run.responses.size(), 2u);  // GetInstance, then ModifyInstance
 }
 
 TEST_F(WbemcliTest, CreateInstanceIsRefused) {
   const WbemcliRun run = wbemcli({"ci", "URL/root/cimv2:Test_Foo.Name=\"new\",Id=5",
-                           "Name=\"new\",Id=5,Descr=\"made\",Vals=1,2"});
+                                  "Name=\"new\",Id=5,Descr=\"made\",Vals=1,2"});
   EXPECT_EQ(run.exitCode, 16);
   EXPECT_EQ(run.err, cimError(7, "CIM_ERR_NOT_SUPPORTED",
                               "CreateInstance is not supported for the class Test_Foo: its "
@@ -187,7 +192,8 @@ TEST_F(WbemcliTest, CreateInstanceIsRefused) {
 TEST_F(WbemcliTest, DeleteInstanceIsRefused) {
   const WbemcliRun run = wbemcli({"di", kAbc});
   EXPECT_EQ(run.exitCode, 16);
-  EXPECT_EQ(run.err, cimError(7, "CIM_ERR_NOT_SUPPORTED", "DeleteInstance intrinsic not supported"));
+  EXPECT_EQ(run.err,
+            cimError(7, "CIM_ERR_NOT_SUPPORTED", "DeleteInstance intrinsic not supported"));
 }
 
 TEST_F(WbemcliTest, SetPropertyIsRefused) {
@@ -205,7 +211,8 @@ TEST_F(WbemcliTest, MethodCallPassesParametersAndPrintsTheResults) {
   const WbemcliRun run = wbemcli({"cm", kAbc, "DoIt.S=\"hello world\",N=7"});
   EXPECT_EQ(run.exitCode, 0) << run.err;
   EXPECT_EQ(run.out,
-            "HOST/root/cimv2:Test_Foo.Name=\"abc\",Id=42 DoIt: 0, Result (string): done: hello world/7\n");
+            "HOST/root/cimv2:Test_Foo.Name=\"abc\",Id=42 DoIt: 0, Result (string): done: hello "
+            "world/7\n");
 }
 
 TEST_F(WbemcliTest, GetClassPrintsTheDefinedProperties) {
@@ -265,7 +272,6 @@ TEST_F(WbemcliTest, AnErrorAfterStreamingBeganTravelsInTheTrailers) {
   EXPECT_EQ(response.body.find("<ERROR"), std::string::npos);
 }
 
-
 namespace {
 
 const char* const kBarB1 = "HOST/root/cimv2:Test_Bar.Tag=\"b1\"";
@@ -275,12 +281,14 @@ const char* const kBarB2 = "HOST/root/cimv2:Test_Bar.Tag=\"b2\"";
 // with its properties.
 std::string fooBarPath(const std::string& tag) {
   return "HOST/root/cimv2:Test_FooBar.Antecedent=HOST/root/cimv2Test_Foo.Name=\"abc\",Id=42,"
-         "Dependent=HOST/root/cimv2Test_Bar.Tag=\"" + tag + "\"";
+         "Dependent=HOST/root/cimv2Test_Bar.Tag=\"" +
+         tag + "\"";
 }
 std::string fooBarLine(const std::string& tag, int weight) {
-  return fooBarPath(tag) + " Antecedent=HOST/root/cimv2Test_Foo.Name=\"abc\",Id=42,"
-                           "Dependent=HOST/root/cimv2Test_Bar.Tag=\"" + tag + "\",Weight=" +
-         std::to_string(weight) + "\n";
+  return fooBarPath(tag) +
+         " Antecedent=HOST/root/cimv2Test_Foo.Name=\"abc\",Id=42,"
+         "Dependent=HOST/root/cimv2Test_Bar.Tag=\"" +
+         tag + "\",Weight=" + std::to_string(weight) + "\n";
 }
 
 struct AssociationCase {
@@ -293,8 +301,8 @@ struct AssociationCase {
 TEST_F(WbemcliTest, AssociatorsPrintEveryAssociatedObjectWithItsProperties) {
   const WbemcliRun run = wbemcli({"ai", kAbc});
   EXPECT_EQ(run.exitCode, 0) << run.err;
-  EXPECT_EQ(run.out, std::string(kBarB1) + " Tag=\"b1\",Size=1024\n" + kBarB2 +
-                         " Tag=\"b2\",Size=2048\n");
+  EXPECT_EQ(run.out,
+            std::string(kBarB1) + " Tag=\"b1\",Size=1024\n" + kBarB2 + " Tag=\"b2\",Size=2048\n");
   ASSERT_EQ(run.responses.size(), 1u);
   EXPECT_TRUE(run.responses[0].chunked);
   const WbemcliRun sizes = wbemcli({"ai", kAbc, "Size"});
@@ -312,8 +320,8 @@ TEST_F(WbemcliTest, AssociatorsLeaveOutAnObjectThatCannotBeFetched) {
 }
 
 TEST_F(WbemcliTest, AssociatorsHonourEveryFilter) {
-  const std::string both = std::string(kBarB1) + " Tag=\"b1\",Size=1024\n" + kBarB2 +
-                           " Tag=\"b2\",Size=2048\n";
+  const std::string both =
+      std::string(kBarB1) + " Tag=\"b1\",Size=1024\n" + kBarB2 + " Tag=\"b2\",Size=2048\n";
   const std::vector<AssociationCase> cases = {
       {{"ai", "-ac", "Test_FooBar"}, both},
       {{"ai", "-ac", "Test_Unrelated"}, ""},
@@ -399,8 +407,9 @@ TEST_F(WbemcliTest, AssociationRequestsForAnUnservedClassAreInvalidClass) {
   for (const char* command : {"ai", "ain", "ri", "rin"}) {
     const WbemcliRun run = wbemcli({command, "URL/root/cimv2:Test_Nothing.Id=1"});
     EXPECT_EQ(run.exitCode, 16) << command;
-    EXPECT_EQ(run.err, cimError(5, "CIM_ERR_INVALID_CLASS",
-                                "No provider serves the class Test_Nothing in namespace root/cimv2"))
+    EXPECT_EQ(run.err,
+              cimError(5, "CIM_ERR_INVALID_CLASS",
+                       "No provider serves the class Test_Nothing in namespace root/cimv2"))
         << command;
   }
 }
@@ -424,7 +433,8 @@ TEST_F(WbemcliTest, GetClassRawPrintsTheClassWithItsDefaultValues) {
 
 TEST_F(WbemcliTest, AClassOnlyAProviderDeclaresIsServedByName) {
   EXPECT_EQ(wbemcli({"gc", "URL/root/cimv2:Test_ErrStd"}).out, "HOST/root/cimv2:Test_ErrStd \n");
-  EXPECT_EQ(wbemcli({"gcd", "URL/root/cimv2:Test_ErrStd"}).out, "<CLASS NAME=\"Test_ErrStd\"></CLASS>\n");
+  EXPECT_EQ(wbemcli({"gcd", "URL/root/cimv2:Test_ErrStd"}).out,
+            "<CLASS NAME=\"Test_ErrStd\"></CLASS>\n");
 }
 
 TEST_F(WbemcliTest, GetClassOfAnUnknownClassIsNotFound) {
@@ -449,7 +459,8 @@ TEST_F(WbemcliTest, EnumerateClassesPrintsEveryClassBelowTheOneNamed) {
 
 TEST_F(WbemcliTest, MethodCallTypesEveryInputParameterFromItsDeclaration) {
   const WbemcliRun run = wbemcli(
-      {"cm", kAbc, "Echo.S=\"hello world\",I=-7,B=true,A=\"x\",\"y z\",NA=1,2,3,R=Test_Bar.Tag=\"b1\""});
+      {"cm", kAbc,
+       "Echo.S=\"hello world\",I=-7,B=true,A=\"x\",\"y z\",NA=1,2,3,R=Test_Bar.Tag=\"b1\""});
   EXPECT_EQ(run.exitCode, 0) << run.err;
   EXPECT_EQ(run.out,
             "HOST/root/cimv2:Test_Foo.Name=\"abc\",Id=42 Echo: 6, S (string): hello world, "

@@ -7,8 +7,8 @@
 // (transactions, start-up, shut-down, version, name, audit log) and records
 // each call so that a test can check what the framework did; everything else
 // is the framework's own Provider (BasicTestProvider<Base> does the same on
-// top of another framework provider class, such as SynchronizedProvider). The instances it serves are
-// kest::testing::TestInstance (tests/support/TestInstances.h).
+// top of another framework provider class, such as SynchronizedProvider). The instances it serves
+// are kest::testing::TestInstance (tests/support/TestInstances.h).
 
 #include <algorithm>
 #include <string>

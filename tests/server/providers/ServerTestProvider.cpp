@@ -49,7 +49,9 @@ TOVSmrPtr<ITovaInstanceName> fooName(const char* name, TOVuint32 id,
   return makeName(className, {Key{"Name", make(name)}, Key{"Id", make(id)}});
 }
 
-TOVSmrPtr<ITovaInstanceName> barName(const char* tag) { return makeName("Test_Bar", "Tag", make(tag)); }
+TOVSmrPtr<ITovaInstanceName> barName(const char* tag) {
+  return makeName("Test_Bar", "Tag", make(tag));
+}
 
 // DoIt(S, N): returns 0 and the output parameter Result "done: <S>/<N>"
 // (and an output parameter Nothing that holds no value).
@@ -66,8 +68,8 @@ TOVSmrPtr<ITovaValue> doIt(const TOVString& method, TestInstance::ParameterList 
   }
   if (method.compareTo("Typed", 0) == 0) {
     out->append(TOVParameter(new CTovaActualParameter("Count", make("12"))));
-    out->append(TOVParameter(
-        new CTovaActualParameter("Flags", array(CimTypeCode::String, {make("true"), make("FALSE")}))));
+    out->append(TOVParameter(new CTovaActualParameter(
+        "Flags", array(CimTypeCode::String, {make("true"), make("FALSE")}))));
     out->append(TOVParameter(new CTovaActualParameter("Text", make("plain"))));
     out->append(TOVParameter(new CTovaActualParameter("Small", make("300"))));
     return make("5");
@@ -133,8 +135,7 @@ class ServerTestProvider : public kest::pf::Provider {
 
     // Creations raise indications, which the server's context logs.
     enableIndications();
-    activateSubscription(TOVSmrPtr<ITovaInstanceName>(), ClassList(),
-                         TOVSmrPtr<IQueryStatement>());
+    activateSubscription(TOVSmrPtr<ITovaInstanceName>(), ClassList(), TOVSmrPtr<IQueryStatement>());
 
     const TOVSmrPtr<TestInstance> embedded(new TestInstance(manager, "Test_Bar", barName("e")));
     embedded->setProperty("Tag", make("e"));
@@ -199,7 +200,8 @@ class ServerTestProvider : public kest::pf::Provider {
     base->setChildClass(child);
   }
 
-  TOVSmrPtr<TestInstance> instance(const char* className, const TOVSmrPtr<ITovaInstanceName>& name) {
+  TOVSmrPtr<TestInstance> instance(const char* className,
+                                   const TOVSmrPtr<ITovaInstanceName>& name) {
     TOVSmrPtr<TestInstance> object(new TestInstance(getInstanceManager(), className, name));
     getInstanceManager().registerInstance(object);
     return object;

@@ -40,8 +40,8 @@ using kest::testing::make;
 using kest::testing::makeName;
 
 const char* const kClasses[] = {
-    "Test_ErrNotSupported", "Test_ErrParameter", "Test_ErrClass", "Test_ErrNotFound",
-    "Test_ErrFailed",       "Test_ErrHost",      "Test_ErrFatal", "Test_ErrStd",
+    "Test_ErrNotSupported", "Test_ErrParameter", "Test_ErrClass",    "Test_ErrNotFound",
+    "Test_ErrFailed",       "Test_ErrHost",      "Test_ErrFatal",    "Test_ErrStd",
     "Test_ErrUnknown",      "Test_Midway",       "Test_MidwaySmall", "Test_Slow",
 };
 
@@ -51,11 +51,15 @@ bool is(const TOVString& className, const char* name) { return className.compare
   if (is(className, "Test_ErrNotSupported")) {
     throw kest::pf::Exception("test", "not supported here", 7);
   }
-  if (is(className, "Test_ErrParameter")) throw kest::pf::Exception("test", "Missing parameter X", 17664);
-  if (is(className, "Test_ErrClass")) throw kest::pf::Exception("test", "Undeclared class Y", 17665);
-  if (is(className, "Test_ErrNotFound")) throw kest::pf::Exception("test", "object not cached", 17666);
+  if (is(className, "Test_ErrParameter"))
+    throw kest::pf::Exception("test", "Missing parameter X", 17664);
+  if (is(className, "Test_ErrClass"))
+    throw kest::pf::Exception("test", "Undeclared class Y", 17665);
+  if (is(className, "Test_ErrNotFound"))
+    throw kest::pf::Exception("test", "object not cached", 17666);
   if (is(className, "Test_ErrFailed")) throw kest::pf::Exception("test", "wrong value type", 17667);
-  if (is(className, "Test_ErrHost")) throw TovaBaseException("Host", "test", "who", "host failure", 7);
+  if (is(className, "Test_ErrHost"))
+    throw TovaBaseException("Host", "test", "who", "host failure", 7);
   if (is(className, "Test_ErrFatal")) {
     CI_ExFatal("! \"provider assertion\"", 51458, __FILE__, __LINE__).throwThis();
   }
@@ -149,7 +153,8 @@ class ThrowingProvider : public kest::IProvider {
                    const TOVString&, const TOVString&, const TOVString&, const TOVString&,
                    const PropertyList&) override {
     if (!is(classOf(name), "Test_Slow")) fail(classOf(name));
-    for (const char* tag : {"b1", "none"}) results.add(make(makeName("Test_Bar", "Tag", make(tag))));
+    for (const char* tag : {"b1", "none"})
+      results.add(make(makeName("Test_Bar", "Tag", make(tag))));
   }
   TOVSmrPtr<ITovaInstanceName> createInstance(TOVString, TOVSmrPtr<ITovaObject> instance,
                                               TOVSmrPtr<ITovaTransaction>) override {
@@ -169,7 +174,8 @@ class ThrowingProvider : public kest::IProvider {
     fail(classOf(name));
   }
   TOVSmrPtr<ITovaValue> registerObserver(TOVSmrPtr<ITovaInstanceName> name,
-                                         TOVSmrPtr<ITovaSubscriber>, ITovaIndication::IndicationType,
+                                         TOVSmrPtr<ITovaSubscriber>,
+                                         ITovaIndication::IndicationType,
                                          TOVSmrPtr<ITovaSubscriptionFilter>,
                                          TOVSmrPtr<ITovaTransaction>) override {
     fail(classOf(name));

@@ -174,6 +174,14 @@ class ClassBuilder {
   // against the element's name; false when there is none.
   bool checkOverrideQualifier(const std::vector<ResolvedQualifier>& qualifiers,
                               const std::string& name, const std::string& what);
+  // Records name among the element names declared locally in this class;
+  // false (and an error) when it is already there.
+  bool claimLocalName(std::vector<TOVString>& declared, const char* kind, const std::string& name,
+                      const SourceLocation& location);
+  // Warns that what redefines an element inherited from classOrigin without
+  // the Override qualifier.
+  void warnUnmarkedOverride(const SourceLocation& location, const std::string& what,
+                            const TOVString& classOrigin);
   TOVSmrPtr<ITovaValue> defaultValue(const std::optional<ValueSyntax>& literal,
                                      const DataType& type, const std::string& what);
   template <typename T>
@@ -360,19 +368,33 @@ void ClassBuilder::checkOverriddenType(const DataType& inherited, const FeatureS
   }
 }
 
+bool ClassBuilder::claimLocalName(std::vector<TOVString>& declared, const char* kind,
+                                  const std::string& name, const SourceLocation& location) {
+  const TOVString wanted(name);
+  for (const TOVString& seen : declared) {
+    if (sameName(seen, wanted)) {
+      error(location, std::string(kind) + " " + quoted(name) + " is declared twice in class " +
+                          quoted(_class->name));
+      return false;
+    }
+  }
+  declared.push_back(wanted);
+  return true;
+}
+
+void ClassBuilder::warnUnmarkedOverride(const SourceLocation& location, const std::string& what,
+                                        const TOVString& classOrigin) {
+  _context.report(Severity::Warning, location,
+                  what + " redefines the element inherited from " + quoted(classOrigin) +
+                      " without the Override qualifier");
+}
+
 void ClassBuilder::addProperty(const FeatureSyntax& syntax) {
   const TOVString name(syntax.name);
   const bool reference = syntax.type.type.code == CimTypeCode::Reference;
   const std::string what = std::string(reference ? "reference " : "property ") +
                            quoted(_class->name.toStdString() + "." + syntax.name);
-  for (const TOVString& seen : _localProperties) {
-    if (sameName(seen, name)) {
-      error(syntax.location, "property " + quoted(syntax.name) + " is declared twice in class " +
-                                 quoted(_class->name));
-      return;
-    }
-  }
-  _localProperties.push_back(name);
+  if (!claimLocalName(_localProperties, "property", syntax.name, syntax.location)) return;
   const std::vector<ResolvedQualifier> qualifiers = resolveQualifiers(syntax.qualifiers);
   checkScopes(qualifiers, reference ? ElementKind::Reference : ElementKind::Property);
   if (reference)
@@ -386,11 +408,7 @@ void ClassBuilder::addProperty(const FeatureSyntax& syntax) {
   Property* inherited = findNamed(_class->properties, name);
   const bool hasOverride = checkOverrideQualifier(qualifiers, syntax.name, what);
   if (inherited != nullptr) {
-    if (!hasOverride) {
-      _context.report(Severity::Warning, syntax.location,
-                      what + " redefines the element inherited from " +
-                          quoted(inherited->classOrigin) + " without the Override qualifier");
-    }
+    if (!hasOverride) warnUnmarkedOverride(syntax.location, what, inherited->classOrigin);
     checkOverriddenType(inherited->type, syntax, what);
     property.qualifiers = merge(&inherited->qualifiers, false, qualifiers, what);
     property.defaultValue = syntax.defaultValue
@@ -460,14 +478,7 @@ bool sameSignature(const Method& inherited, const MethodSyntax& syntax) {
 void ClassBuilder::addMethod(const MethodSyntax& syntax) {
   const TOVString name(syntax.name);
   const std::string what = "method " + quoted(_class->name.toStdString() + "." + syntax.name);
-  for (const TOVString& seen : _localMethods) {
-    if (sameName(seen, name)) {
-      error(syntax.location, "method " + quoted(syntax.name) + " is declared twice in class " +
-                                 quoted(_class->name));
-      return;
-    }
-  }
-  _localMethods.push_back(name);
+  if (!claimLocalName(_localMethods, "method", syntax.name, syntax.location)) return;
   const std::vector<ResolvedQualifier> qualifiers = resolveQualifiers(syntax.qualifiers);
   checkScopes(qualifiers, ElementKind::Method);
 
@@ -479,11 +490,7 @@ void ClassBuilder::addMethod(const MethodSyntax& syntax) {
   Method* inherited = findNamed(_class->methods, name);
   const bool hasOverride = checkOverrideQualifier(qualifiers, syntax.name, what);
   if (inherited != nullptr) {
-    if (!hasOverride) {
-      _context.report(Severity::Warning, syntax.location,
-                      what + " redefines the element inherited from " +
-                          quoted(inherited->classOrigin) + " without the Override qualifier");
-    }
+    if (!hasOverride) warnUnmarkedOverride(syntax.location, what, inherited->classOrigin);
     if (!sameSignature(*inherited, syntax)) {
       error(syntax.location,
             what + " must keep the return type and parameters of the method it overrides");

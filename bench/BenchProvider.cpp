@@ -11,7 +11,7 @@
 #include "framework/Provider.h"
 #include "host/Log.h"
 #include "host/Value.h"
-#include "server/ProviderEntryPoints.h"
+#include "framework/ProviderEntryPoints.h"
 #include "tests/support/ObjectModelBuilders.h"
 #include "tests/support/TestInstances.h"
 

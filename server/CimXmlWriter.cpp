@@ -225,98 +225,6 @@ void CimXmlWriter::className(const TOVString& name) {
   _buffer += "/>";
 }
 
-void CimXmlWriter::classFeatureQualifiers(bool key, bool in, bool out, bool includeQualifiers) {
-  if (!includeQualifiers) return;
-  auto qualifier = [this](const char* name) {
-    _buffer += "<QUALIFIER NAME=\"";
-    _buffer += name;
-    _buffer += "\" TYPE=\"boolean\" OVERRIDABLE=\"false\"><VALUE>TRUE</VALUE></QUALIFIER>";
-  };
-  if (key) qualifier("Key");
-  if (in) qualifier("In");
-  if (out) qualifier("Out");
-}
-
-void CimXmlWriter::classDefinition(const ClassDefinition& cls, const ClassOutput& output) {
-  open("CLASS");
-  attribute("NAME", cls.name.view());
-  if (!cls.superClass.isNull()) attribute("SUPERCLASS", cls.superClass.view());
-  _buffer += '>';
-  if (output.includeQualifiers && cls.association) {
-    _buffer +=
-        "<QUALIFIER NAME=\"Association\" TYPE=\"boolean\" OVERRIDABLE=\"false\">"
-        "<VALUE>TRUE</VALUE></QUALIFIER>";
-  }
-  auto listed = [&output](const TOVString& name) {
-    if (output.propertyList == nullptr) return true;
-    for (const TOVString& wanted : *output.propertyList) {
-      if (wanted.compareTo(name, 0) == 0) return true;
-    }
-    return false;
-  };
-  auto originAttributes = [&](const TOVString& origin) {
-    if (output.includeClassOrigin && !origin.isNull()) attribute("CLASSORIGIN", origin.view());
-    if (!origin.isNull() && origin.compareTo(cls.name, 0) != 0) attribute("PROPAGATED", "true");
-  };
-  auto local = [&](const TOVString& origin) {
-    return !output.localOnly || origin.isNull() || origin.compareTo(cls.name, 0) == 0;
-  };
-
-  for (const PropertyDefinition& property : cls.properties) {
-    if (!property.type || !listed(property.name) || !local(property.classOrigin)) continue;
-    const ITovaType& type = *property.type;
-    const CimTypeCode code = CTovaType::codeOf(type);
-    if (type.isReference()) {
-      open("PROPERTY.REFERENCE");
-      attribute("NAME", property.name.view());
-      if (!type.getName().isNull()) attribute("REFERENCECLASS", type.getName().view());
-    } else if (type.isArray()) {
-      open("PROPERTY.ARRAY");
-      attribute("NAME", property.name.view());
-      attribute("TYPE", dtdTypeName(code));
-    } else {
-      open("PROPERTY");
-      attribute("NAME", property.name.view());
-      attribute("TYPE", dtdTypeName(code));
-      if (code == CimTypeCode::Object) attribute("EmbeddedObject", "instance");
-    }
-    originAttributes(property.classOrigin);
-    _buffer += '>';
-    classFeatureQualifiers(property.key, false, false, output.includeQualifiers);
-    end();
-  }
-
-  for (const MethodDefinition& method : cls.methods) {
-    if (!local(method.classOrigin)) continue;
-    open("METHOD");
-    attribute("NAME", method.name.view());
-    if (method.returnType && !method.returnType->isArray() && !method.returnType->isReference()) {
-      attribute("TYPE", dtdTypeName(CTovaType::codeOf(*method.returnType)));
-    }
-    originAttributes(method.classOrigin);
-    _buffer += '>';
-    for (const ParameterDefinition& parameter : method.parameters) {
-      if (!parameter.type) continue;
-      const ITovaType& type = *parameter.type;
-      const CimTypeCode code = CTovaType::codeOf(type);
-      if (code == CimTypeCode::Reference) {
-        open(type.isArray() ? "PARAMETER.REFARRAY" : "PARAMETER.REFERENCE");
-        attribute("NAME", parameter.name.view());
-        if (!type.getName().isNull()) attribute("REFERENCECLASS", type.getName().view());
-      } else {
-        open(type.isArray() ? "PARAMETER.ARRAY" : "PARAMETER");
-        attribute("NAME", parameter.name.view());
-        attribute("TYPE", dtdTypeName(code));
-      }
-      _buffer += '>';
-      classFeatureQualifiers(false, parameter.in, parameter.out, output.includeQualifiers);
-      end();
-    }
-    end();
-  }
-  end();
-}
-
 void CimXmlWriter::typeAttributes(const kest::repository::DataType& type) {
   if (type.isArray && type.arraySize > 0) attribute("ARRAYSIZE", std::to_string(type.arraySize));
 }
@@ -385,7 +293,7 @@ void CimXmlWriter::compiledParameter(const kest::repository::Parameter& paramete
   end();
 }
 
-void CimXmlWriter::compiledClass(const kest::repository::ClassDefinition& cls) {
+void CimXmlWriter::classDefinition(const kest::repository::ClassDefinition& cls) {
   open("CLASS");
   attribute("NAME", cls.name.view());
   if (!cls.superClassName.isNull()) attribute("SUPERCLASS", cls.superClassName.view());

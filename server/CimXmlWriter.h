@@ -11,7 +11,7 @@
 #include "host/Property.h"
 #include "host/String.h"
 #include "host/Value.h"
-#include "server/ClassCatalog.h"
+#include "server/repository/ClassDefinition.h"
 
 namespace kest::server {
 
@@ -55,15 +55,6 @@ class PropertySelection {
 class AllProperties : public PropertySelection {
  public:
   bool includes(const TOVString& className, const TOVString& propertyName) const override;
-};
-
-// What a CLASS element carries.
-struct ClassOutput {
-  bool localOnly = false;
-  bool includeQualifiers = false;
-  bool includeClassOrigin = false;
-  // Null: every property; otherwise only the named ones (case-insensitive).
-  const std::vector<TOVString>* propertyList = nullptr;
 };
 
 // CimXmlWriter: writes one CIM-XML response message (DSP0201) into a
@@ -127,14 +118,14 @@ class CimXmlWriter {
   void error(int code, std::string_view description);
 
   void className(const TOVString& name);
-  void classDefinition(const ClassDefinition& cls, const ClassOutput& output);
-  // CLASS from a compiled definition, as it is (apply
-  // kest::repository::ClassDefinition::filtered first): every qualifier with
-  // its value and flavors, properties with their default values, methods and
-  // their parameters. CLASSORIGIN where a class origin is set, PROPAGATED for
-  // propagated elements; a string marked EmbeddedObject or EmbeddedInstance
-  // gets the EmbeddedObject attribute on PROPERTY.
-  void compiledClass(const kest::repository::ClassDefinition& cls);
+  // CLASS from a class definition, as it is (apply
+  // kest::repository::ClassDefinition::filtered first for a request's
+  // options): every qualifier with its value and flavors, properties with
+  // their default values, methods and their parameters. CLASSORIGIN where a
+  // class origin is set, PROPAGATED for propagated elements; a string marked
+  // EmbeddedObject or EmbeddedInstance gets the EmbeddedObject attribute on
+  // PROPERTY.
+  void classDefinition(const kest::repository::ClassDefinition& cls);
   void instance(const ITovaObject& object, const PropertySelection& selection);
   // VALUE.NAMEDINSTANCE: the object's INSTANCENAME, then the INSTANCE.
   void namedInstance(const ITovaObject& object, const PropertySelection& selection);
@@ -177,7 +168,6 @@ class CimXmlWriter {
   void scalarValue(const ITovaValue& value, const ITovaType& type);
   void referenceValue(const ITovaInstanceName* name);
   void embeddedInstanceText(const ITovaObject& object);
-  void classFeatureQualifiers(bool key, bool in, bool out, bool includeQualifiers);
   void compiledQualifiers(const kest::repository::QualifierList& qualifiers);
   void compiledProperty(const kest::repository::Property& property);
   void compiledParameter(const kest::repository::Parameter& parameter);

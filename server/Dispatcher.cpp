@@ -1,6 +1,6 @@
 #include "server/Dispatcher.h"
 
-#include <functional>
+#include <exception>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -12,6 +12,7 @@
 #include "host/Repository.h"
 #include "server/CimError.h"
 #include "server/RequestParser.h"
+#include "server/repository/ClassDefinition.h"
 
 namespace kest::server {
 
@@ -77,7 +78,7 @@ class InstanceSelection : public PropertySelection {
         request.operation == CimOperation::EnumerateInstances && !request.deepInheritance;
     if (_restrictToRequested) _requested = catalog.find(request.nameSpace, request.className);
     _filters = request.propertyList.has_value() || request.localOnly ||
-               (_requested && _requested->hasFeatures);
+               (_requested && _requested->defined);
   }
 
   bool includes(const TOVString& className, const TOVString& propertyName) const override {
@@ -92,14 +93,14 @@ class InstanceSelection : public PropertySelection {
       }
       if (!listed) return false;
     }
-    if (_restrictToRequested && _requested && _requested->hasFeatures &&
+    if (_restrictToRequested && _requested && _requested->defined &&
         _requested->findProperty(propertyName) == nullptr) {
       return false;
     }
     if (_request.localOnly) {
-      const ClassDefinition* definition = definitionOf(className);
-      if (definition != nullptr && definition->hasFeatures) {
-        const PropertyDefinition* property = definition->findProperty(propertyName);
+      const kest::repository::ClassDefinition* definition = definitionOf(className);
+      if (definition != nullptr && definition->defined) {
+        const kest::repository::Property* property = definition->findProperty(propertyName);
         const TOVString& owner =
             _request.operation == CimOperation::EnumerateInstances ? _request.className : className;
         if (property != nullptr && !property->classOrigin.isNull() &&
@@ -117,8 +118,8 @@ class InstanceSelection : public PropertySelection {
   void check(const ITovaObject& object) const {
     const TOVString& className = object.getClassName();
     if (!_reportedName.isNull() && sameName(_reportedName, className)) return;
-    const ClassDefinition* definition = definitionOf(className);
-    if (definition == nullptr || !definition->hasFeatures) return;
+    const kest::repository::ClassDefinition* definition = definitionOf(className);
+    if (definition == nullptr || !definition->defined) return;
     std::vector<TOVString> undeclared;
     const unsigned long count = object.getNumberOfProperties(true);
     for (unsigned long i = 0; i < count; ++i) {
@@ -134,16 +135,16 @@ class InstanceSelection : public PropertySelection {
 
   TOVString classOrigin(const TOVString& className, const TOVString& propertyName) const override {
     if (!_request.includeClassOrigin) return TOVString();
-    const ClassDefinition* definition = definitionOf(className);
-    if (definition == nullptr || !definition->hasFeatures) return TOVString();
-    const PropertyDefinition* property = definition->findProperty(propertyName);
+    const kest::repository::ClassDefinition* definition = definitionOf(className);
+    if (definition == nullptr || !definition->defined) return TOVString();
+    const kest::repository::Property* property = definition->findProperty(propertyName);
     return property != nullptr ? property->classOrigin : TOVString();
   }
 
  private:
   // The catalog's definition of className; the last one found is kept, as
   // the instances of one response are mostly of one class.
-  const ClassDefinition* definitionOf(const TOVString& className) const {
+  const kest::repository::ClassDefinition* definitionOf(const TOVString& className) const {
     if (!_cached || !sameName(_cachedName, className)) {
       _cachedName = className;
       _cachedDefinition = _catalog.find(_request.nameSpace, className);
@@ -158,48 +159,67 @@ class InstanceSelection : public PropertySelection {
   // The class last reported to _undeclared.
   mutable TOVString _reportedName;
   bool _restrictToRequested = false;
-  ClassCatalog::ClassPtr _requested;
+  kest::repository::ClassPointer _requested;
   bool _filters = false;
   mutable bool _cached = false;
   mutable TOVString _cachedName;
-  mutable ClassCatalog::ClassPtr _cachedDefinition;
+  mutable kest::repository::ClassPointer _cachedDefinition;
 };
 
-// A collector that writes each item into the response as the provider adds
-// it. add() may be called from several provider threads; items are written
-// one at a time. An item that fails to write is taken back out of the
-// response before the failure reaches the provider. Once the client is gone,
-// every add() throws ClientGone so that the provider stops.
+// Collects what a provider adds during one call, so that the results are
+// written to the client only after the provider call has returned: no
+// provider lock is held, and no provider is re-entered, while the response
+// is written. Items are shared pointers to the provider's objects (16 bytes
+// each). add() may be called from several provider threads at once.
 template <typename T>
-class StreamingCollector : public kest::ICollector<T> {
+class ResultCollector : public kest::ICollector<T> {
  public:
-  using Write = std::function<void(const T&)>;
-
-  StreamingCollector(CimXmlWriter& writer, Write write)
-      : _writer(writer), _write(std::move(write)) {}
-
   void add(const T& item) override {
     std::lock_guard<std::mutex> lock(_mutex);
-    if (_clientGone) throw ClientGone();
-    const CimXmlWriter::Mark mark = _writer.mark();
-    try {
-      _write(item);
-      _writer.flushIfFull();
-    } catch (const ClientGone&) {
-      _clientGone = true;
-      throw;
-    } catch (...) {
-      if (_writer.canRewind(mark)) _writer.rewind(mark);
-      throw;
-    }
+    _items.push_back(item);
+  }
+  // Takes the results collected so far; call it after the provider call.
+  std::vector<T> take() {
+    std::lock_guard<std::mutex> lock(_mutex);
+    return std::move(_items);
   }
 
  private:
-  CimXmlWriter& _writer;
-  Write _write;
   std::mutex _mutex;
-  bool _clientGone = false;  // guarded by _mutex
+  std::vector<T> _items;  // guarded by _mutex
 };
+
+// Runs call (a provider call that adds to a collector), then writes each
+// collected result with write, releasing each once written. An item that
+// fails to write is taken back out of the response and ends the writing
+// with that failure. When the provider call failed, the results it added
+// before are written and its failure is thrown afterwards, as the final
+// status of the response.
+template <typename T, typename Call, typename Write>
+void collectThenWrite(CimXmlWriter& writer, Call call, Write write) {
+  ResultCollector<T> collector;
+  std::exception_ptr failure;
+  try {
+    call(collector);
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  std::vector<T> items = collector.take();
+  for (T& item : items) {
+    const CimXmlWriter::Mark mark = writer.mark();
+    try {
+      write(item);
+      writer.flushIfFull();
+    } catch (const ClientGone&) {
+      throw;
+    } catch (...) {
+      if (writer.canRewind(mark)) writer.rewind(mark);
+      throw;
+    }
+    item = T();
+  }
+  if (failure) std::rethrow_exception(failure);
+}
 
 // A method result with the type its method declares (a scalar or an array of
 // an intrinsic type), converted through its text; value itself when it has
@@ -322,31 +342,31 @@ Dispatcher::Route Dispatcher::route(const CimRequest& request) const {
       return Route();
     case CimOperation::EnumerateInstances:
     case CimOperation::EnumerateInstanceNames: {
-      const ClassCatalog::ClassPtr root = _catalog.find(ns, request.className);
+      const kest::repository::ClassPointer root = _catalog.find(ns, request.className);
       if (!root) {
         throw CimError(CIM_ERR_INVALID_CLASS,
                        "No provider serves the class " + request.className.toStdString() + where);
       }
       // Each provider is asked for its topmost classes of the family: it
       // enumerates their subclasses itself.
-      std::vector<ClassCatalog::ClassPtr> family{root};
-      for (const ClassCatalog::ClassPtr& cls : _catalog.subclasses(ns, root->name, true)) {
+      std::vector<kest::repository::ClassPointer> family{root};
+      for (const kest::repository::ClassPointer& cls : _catalog.subclasses(ns, root->name, true)) {
         family.push_back(cls);
       }
       Route route;
-      for (const ClassCatalog::ClassPtr& cls : family) {
+      for (const kest::repository::ClassPointer& cls : family) {
         LoadedProvider* provider = _providers.providerFor(ns, cls->name);
         if (provider == nullptr) continue;
         bool covered = false;
-        TOVString up = cls == root ? TOVString() : cls->superClass;
+        TOVString up = cls == root ? TOVString() : cls->superClassName;
         for (std::size_t steps = 0; !up.isNull() && steps < family.size(); ++steps) {
           if (_providers.providerFor(ns, up) == provider) {
             covered = true;
             break;
           }
           if (sameName(up, root->name)) break;
-          const ClassCatalog::ClassPtr parent = _catalog.find(ns, up);
-          up = parent ? parent->superClass : TOVString();
+          const kest::repository::ClassPointer parent = _catalog.find(ns, up);
+          up = parent ? parent->superClassName : TOVString();
         }
         if (!covered) route.push_back(Target{provider, cls->name});
       }
@@ -434,43 +454,49 @@ void Dispatcher::run(const CimRequest& request, const Route& route, CimXmlWriter
 void Dispatcher::enumerateInstances(const CimRequest& request, const Route& route,
                                     CimXmlWriter& writer) const {
   const InstanceSelection selection(_catalog, request, _undeclared);
-  StreamingCollector<TOVSmrPtr<ITovaObject>> collector(
-      writer, [&](const TOVSmrPtr<ITovaObject>& object) {
-        if (!object || !object->getInstanceName()) {
-          logWarning(
-              "EnumerateInstances: the provider returned an object without a name; left out");
-          return;
-        }
-        selection.check(*object);
-        writer.namedInstance(*object, selection);
-      });
   const kest::IProvider::PropertyList propertyList = providerPropertyList(request);
   writer.beginIReturnValue();
   for (const Target& target : route) {
-    kest::IProvider& provider = target.provider->provider();
-    TransactionScope scope(provider, request.methodName);
-    provider.enumerateInstances(collector, request.nameSpace, target.className, scope.transaction(),
-                                propertyList);
+    collectThenWrite<TOVSmrPtr<ITovaObject>>(
+        writer,
+        [&](kest::ICollector<TOVSmrPtr<ITovaObject>>& collector) {
+          kest::IProvider& provider = target.provider->provider();
+          TransactionScope scope(provider, request.methodName);
+          provider.enumerateInstances(collector, request.nameSpace, target.className,
+                                      scope.transaction(), propertyList);
+        },
+        [&](const TOVSmrPtr<ITovaObject>& object) {
+          if (!object || !object->getInstanceName()) {
+            logWarning(
+                "EnumerateInstances: the provider returned an object without a name; left out");
+            return;
+          }
+          selection.check(*object);
+          writer.namedInstance(*object, selection);
+        });
   }
   writer.end();
 }
 
 void Dispatcher::enumerateInstanceNames(const CimRequest& request, const Route& route,
                                         CimXmlWriter& writer) const {
-  StreamingCollector<TOVSmrPtr<ITovaInstanceName>> collector(
-      writer, [&](const TOVSmrPtr<ITovaInstanceName>& name) {
-        if (!name) {
-          logWarning("EnumerateInstanceNames: the provider returned a null name; left out");
-          return;
-        }
-        writer.instanceName(*name);
-      });
   writer.beginIReturnValue();
   for (const Target& target : route) {
-    kest::IProvider& provider = target.provider->provider();
-    TransactionScope scope(provider, request.methodName);
-    provider.enumerateInstanceNames(collector, request.nameSpace, target.className,
-                                    scope.transaction());
+    collectThenWrite<TOVSmrPtr<ITovaInstanceName>>(
+        writer,
+        [&](kest::ICollector<TOVSmrPtr<ITovaInstanceName>>& collector) {
+          kest::IProvider& provider = target.provider->provider();
+          TransactionScope scope(provider, request.methodName);
+          provider.enumerateInstanceNames(collector, request.nameSpace, target.className,
+                                          scope.transaction());
+        },
+        [&](const TOVSmrPtr<ITovaInstanceName>& name) {
+          if (!name) {
+            logWarning("EnumerateInstanceNames: the provider returned a null name; left out");
+            return;
+          }
+          writer.instanceName(*name);
+        });
   }
   writer.end();
 }
@@ -490,14 +516,25 @@ TOVSmrPtr<ITovaObject> Dispatcher::fetch(const CimRequest& request,
 void Dispatcher::associators(const CimRequest& request, const Target& target,
                              CimXmlWriter& writer) const {
   const InstanceSelection selection(_catalog, request, _undeclared);
-  StreamingCollector<TOVSmrPtr<ITovaValue>> collector(
-      writer, [&](const TOVSmrPtr<ITovaValue>& value) {
+  writer.beginIReturnValue();
+  collectThenWrite<TOVSmrPtr<ITovaValue>>(
+      writer,
+      [&](kest::ICollector<TOVSmrPtr<ITovaValue>>& collector) {
+        kest::IProvider& provider = target.provider->provider();
+        TransactionScope scope(provider, request.methodName);
+        provider.associators(collector, request.nameSpace, request.instanceName,
+                             scope.transaction(), request.assocClass, request.resultClass,
+                             request.role, request.resultRole, providerPropertyList(request));
+      },
+      [&](const TOVSmrPtr<ITovaValue>& value) {
         if (!value || value->isNullValue()) return;
         const TOVSmrPtr<ITovaType> type = value->getType();
         TOVSmrPtr<ITovaObject> object;
         if (type && type->isReference()) {
           object = value->getObject();
           if (!object) {
+            // Fetched now, after the association's provider has returned:
+            // never from inside another provider's call.
             const TOVSmrPtr<ITovaInstanceName> name = value->getReference();
             object = fetch(request, name);
             if (!object) {
@@ -516,56 +553,60 @@ void Dispatcher::associators(const CimRequest& request, const Target& target,
         }
         writeObjectWithPath(writer, object, selection, "Associators");
       });
-  kest::IProvider& provider = target.provider->provider();
-  writer.beginIReturnValue();
-  TransactionScope scope(provider, request.methodName);
-  provider.associators(collector, request.nameSpace, request.instanceName, scope.transaction(),
-                       request.assocClass, request.resultClass, request.role, request.resultRole,
-                       providerPropertyList(request));
   writer.end();
 }
 
 void Dispatcher::associatorNames(const CimRequest& request, const Target& target,
                                  CimXmlWriter& writer) const {
-  StreamingCollector<TOVSmrPtr<ITovaInstanceName>> collector(
-      writer, [&](const TOVSmrPtr<ITovaInstanceName>& name) {
+  writer.beginIReturnValue();
+  collectThenWrite<TOVSmrPtr<ITovaInstanceName>>(
+      writer,
+      [&](kest::ICollector<TOVSmrPtr<ITovaInstanceName>>& collector) {
+        kest::IProvider& provider = target.provider->provider();
+        TransactionScope scope(provider, request.methodName);
+        provider.associatorNames(collector, request.nameSpace, request.instanceName,
+                                 scope.transaction(), request.assocClass, request.resultClass,
+                                 request.role, request.resultRole);
+      },
+      [&](const TOVSmrPtr<ITovaInstanceName>& name) {
         writeObjectPath(writer, name, "AssociatorNames");
       });
-  kest::IProvider& provider = target.provider->provider();
-  writer.beginIReturnValue();
-  TransactionScope scope(provider, request.methodName);
-  provider.associatorNames(collector, request.nameSpace, request.instanceName, scope.transaction(),
-                           request.assocClass, request.resultClass, request.role,
-                           request.resultRole);
   writer.end();
 }
 
 void Dispatcher::references(const CimRequest& request, const Target& target,
                             CimXmlWriter& writer) const {
   const InstanceSelection selection(_catalog, request, _undeclared);
-  StreamingCollector<TOVSmrPtr<ITovaObject>> collector(
-      writer, [&](const TOVSmrPtr<ITovaObject>& object) {
+  writer.beginIReturnValue();
+  collectThenWrite<TOVSmrPtr<ITovaObject>>(
+      writer,
+      [&](kest::ICollector<TOVSmrPtr<ITovaObject>>& collector) {
+        kest::IProvider& provider = target.provider->provider();
+        TransactionScope scope(provider, request.methodName);
+        provider.references(collector, request.nameSpace, request.instanceName,
+                            scope.transaction(), request.resultClass, request.role,
+                            providerPropertyList(request));
+      },
+      [&](const TOVSmrPtr<ITovaObject>& object) {
         writeObjectWithPath(writer, object, selection, "References");
       });
-  kest::IProvider& provider = target.provider->provider();
-  writer.beginIReturnValue();
-  TransactionScope scope(provider, request.methodName);
-  provider.references(collector, request.nameSpace, request.instanceName, scope.transaction(),
-                      request.resultClass, request.role, providerPropertyList(request));
   writer.end();
 }
 
 void Dispatcher::referenceNames(const CimRequest& request, const Target& target,
                                 CimXmlWriter& writer) const {
-  StreamingCollector<TOVSmrPtr<ITovaInstanceName>> collector(
-      writer, [&](const TOVSmrPtr<ITovaInstanceName>& name) {
+  writer.beginIReturnValue();
+  collectThenWrite<TOVSmrPtr<ITovaInstanceName>>(
+      writer,
+      [&](kest::ICollector<TOVSmrPtr<ITovaInstanceName>>& collector) {
+        kest::IProvider& provider = target.provider->provider();
+        TransactionScope scope(provider, request.methodName);
+        provider.referenceNames(collector, request.nameSpace, request.instanceName,
+                                scope.transaction(), request.resultClass, request.role);
+      },
+      [&](const TOVSmrPtr<ITovaInstanceName>& name) {
         writeObjectPath(writer, name, "ReferenceNames");
       });
-  kest::IProvider& provider = target.provider->provider();
-  writer.beginIReturnValue();
-  TransactionScope scope(provider, request.methodName);
-  provider.referenceNames(collector, request.nameSpace, request.instanceName, scope.transaction(),
-                          request.resultClass, request.role);
   writer.end();
 }
 
@@ -642,59 +683,42 @@ void Dispatcher::methodCall(const CimRequest& request, const Target& target,
                                          TOVString(request.methodName), request.inParameters, out,
                                          scope.transaction());
   }
-  const ClassCatalog::ClassPtr cls = _catalog.find(request.nameSpace, request.className);
-  const MethodDefinition* method = cls ? cls->findMethod(TOVString(request.methodName)) : nullptr;
+  const kest::repository::ClassPointer cls = _catalog.find(request.nameSpace, request.className);
+  const kest::repository::Method* method =
+      cls ? cls->findMethod(TOVString(request.methodName)) : nullptr;
   const TOVString where = TOVString(request.methodName);
   if (method != nullptr) {
-    returnValue = withDeclaredType(returnValue, method->returnType, "The return value of " + where);
+    returnValue =
+        withDeclaredType(returnValue, method->returnType.hostType(), "The return value of " + where);
   }
   if (returnValue) writer.returnValue(*returnValue);
   for (const TOVParameter& parameter : *out) {
     if (!parameter) continue;
     TOVSmrPtr<ITovaValue> value = parameter->getValue();
-    if (method != nullptr) {
-      for (const ParameterDefinition& declared : method->parameters) {
-        if (sameName(declared.name, parameter->getName())) {
-          value = withDeclaredType(value, declared.type,
-                                   "The output parameter " + parameter->getName() + " of " + where);
-          break;
-        }
-      }
+    const kest::repository::Parameter* declared =
+        method != nullptr ? method->findParameter(parameter->getName()) : nullptr;
+    if (declared != nullptr) {
+      value = withDeclaredType(value, declared->hostType(),
+                               "The output parameter " + parameter->getName() + " of " + where);
     }
     if (value) writer.paramValue(parameter->getName(), *value);
   }
 }
 
 void Dispatcher::classOperation(const CimRequest& request, CimXmlWriter& writer) const {
-  ClassOutput output;
-  output.localOnly = request.localOnly;
-  output.includeQualifiers = request.includeQualifiers;
-  output.includeClassOrigin = request.includeClassOrigin;
   kest::repository::ClassRequestOptions options;
   options.localOnly = request.localOnly;
   options.includeQualifiers = request.includeQualifiers;
   options.includeClassOrigin = request.includeClassOrigin;
-  if (request.operation == CimOperation::GetClass) {
-    if (request.propertyList) output.propertyList = &*request.propertyList;
-    options.propertyList = request.propertyList;
-  }
-  // A class compiled from MOF is written as compiled (qualifiers, default
-  // values); one known otherwise from what the catalog holds.
-  auto writeClass = [&](const ClassDefinition& cls) {
-    if (cls.compiled) {
-      writer.compiledClass(cls.compiled->filtered(options));
-    } else {
-      writer.classDefinition(cls, output);
-    }
-  };
+  if (request.operation == CimOperation::GetClass) options.propertyList = request.propertyList;
   writer.beginIReturnValue();
   if (request.operation == CimOperation::GetClass) {
-    writeClass(*_catalog.find(request.nameSpace, request.className));
+    writer.classDefinition(_catalog.find(request.nameSpace, request.className)->filtered(options));
   } else {
-    for (const ClassCatalog::ClassPtr& cls :
+    for (const kest::repository::ClassPointer& cls :
          _catalog.subclasses(request.nameSpace, request.className, request.deepInheritance)) {
       if (request.operation == CimOperation::EnumerateClasses) {
-        writeClass(*cls);
+        writer.classDefinition(cls->filtered(options));
       } else {
         writer.className(cls->name);
       }

@@ -41,15 +41,20 @@ class UndeclaredPropertyLog {
 //
 // run() writes the content of the open IMETHODRESPONSE or METHODRESPONSE:
 //   class operations are answered from the catalog, never by a provider;
-//   enumerations and association operations stream each result as the
-//     provider adds it to the server's collector (results are not held);
+//   enumerations and association operations take the results from the
+//     provider first (shared pointers to its objects, 16 bytes a result) and
+//     write them after the provider call has returned, one target provider
+//     at a time: no provider lock is held and no provider is re-entered
+//     while the client is written to, so a slow client never holds back a
+//     provider's refresh. Results a provider added before it failed are
+//     written before its failure;
 //   GetInstance, GetProperty: a missing instance is CIM_ERR_NOT_FOUND, a
 //     missing property CIM_ERR_NO_SUCH_PROPERTY;
 //   CreateInstance: a provider that returns no name (the framework's default)
 //     is CIM_ERR_NOT_SUPPORTED;
 //   Associators: a result the provider hands back as a reference is fetched
-//     from the provider of its class; one that cannot be fetched is left out
-//     and logged.
+//     from the provider of its class, after the association's provider has
+//     returned; one that cannot be fetched is left out and logged.
 // PropertyList, LocalOnly, DeepInheritance (of EnumerateInstances) and
 // IncludeClassOrigin select and annotate the properties written; the last
 // three need the class catalog's full definitions and change nothing for

@@ -18,7 +18,8 @@ namespace kest::server {
 //
 // start() brings the providers up in this order:
 //   1. for each provider, in the order given: load the library and create the
-//      provider, then initialize(repository), setWorkArea(workArea),
+//      provider (or take the in-process object the spec hands over; see
+//      ProviderLoader), then initialize(repository), setWorkArea(workArea),
 //      setProviderContext(a ServerProviderContext for it), startup();
 //   2. for each provider: postStartup();
 //   3. read each provider's classes (LoadedProvider::declaredClasses) into

@@ -6,7 +6,6 @@
 #include "host/Log.h"
 #include "server/CimService.h"
 #include "server/Dispatcher.h"
-#include "server/MofClasses.h"
 #include "server/ProviderSet.h"
 #include "server/RequestParser.h"
 
@@ -47,8 +46,7 @@ int Server::start() {
     }
   }
   if (!_settings.mofFiles.empty()) {
-    for (const std::string& warning :
-         defineMofClasses(_settings.mofFiles, _settings.nameSpaces[0], _parts->catalog)) {
+    for (const std::string& warning : _parts->catalog.compileMof(_settings.mofFiles)) {
       TOVLog::log("kest::server::Server", TOVString(warning), TOVLog::SEVERITY_WARNING, 2, 0,
                   TOVLog::CIMOMLOG);
     }

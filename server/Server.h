@@ -18,6 +18,11 @@ struct ServerSettings {
   HttpSettings http;
   // A provider with an empty namespace serves the first of nameSpaces.
   std::vector<ProviderSpec> providers;
+  // What kest-server serves when no provider is named (applyDefaultProvider
+  // in ServerConfig.h): a provider library ("path[@namespace]") and the MOF
+  // of its classes; empty for none. The Server itself does not read them.
+  std::string defaultProvider;
+  std::string defaultMof;
   std::vector<TOVString> nameSpaces{"root/cimv2", "root/interop"};
   // MOF files compiled at start (one compilation, starting in the first
   // namespace): the full definitions of the classes they hold.
@@ -40,12 +45,11 @@ struct ServerSettings {
 // the requests in flight finish, and then calls shutdown() on every
 // provider. The destructor stops.
 //
-// catalog() is where class definitions come from besides the providers'
-// declarations: the MOF files' classes, and full definitions defined there
-// before start(), take precedence over declarations. A class put there
-// before start() must not be in the MOF files too (the MOF compiler counts
-// it as a duplicate class). Providers get the catalog's class repository as
-// their ITovaRepository.
+// catalog() is the server's class registry: the MOF files' classes are
+// compiled into it at start, before the providers declare theirs; classes
+// compiled there before start() (ClassCatalog::compileMofText) take
+// precedence over declarations too and must not be in the MOF files. The
+// providers get its subclass test as their ITovaRepository.
 //
 // Threads: start(), stop() and catalog() belong to one controlling thread;
 // requests are served on the front end's connection threads.

@@ -82,6 +82,8 @@ void readServerConfiguration(const KESTConfigManager& config, ServerSettings& se
     for (const std::string& item : splitList(list)) settings.nameSpaces.emplace_back(item);
   }
   if (readString(config, "Mof", list)) settings.mofFiles = splitList(list);
+  readString(config, "DefaultProvider", settings.defaultProvider);
+  readString(config, "DefaultProviderMof", settings.defaultMof);
   readString(config, "User", settings.http.user);
   readString(config, "Password", settings.http.password);
   readString(config, "TlsCertificate", settings.http.tlsCertificate);
@@ -94,18 +96,21 @@ void readServerConfiguration(const KESTConfigManager& config, ServerSettings& se
   readNumber(config, "LogLevel", settings.logLevel, 1, 4);
 }
 
-void applyDefaultProvider(ServerSettings& settings, const std::string& directory) {
-  if (!settings.providers.empty()) return;
-  settings.providers.push_back(
-      ProviderSpec{directory + "/" + kDefaultProviderLibrary, TOVString()});
-  settings.mofFiles.insert(settings.mofFiles.begin(), directory + "/" + kDefaultProviderMof);
+void applyDefaultProvider(ServerSettings& settings) {
+  if (!settings.providers.empty() || settings.defaultProvider.empty()) return;
+  settings.providers.push_back(parseProviderSpec(settings.defaultProvider));
+  if (!settings.defaultMof.empty()) {
+    settings.mofFiles.insert(settings.mofFiles.begin(), settings.defaultMof);
+  }
 }
 
-std::string programDirectory() {
-  std::error_code error;
-  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
-  if (error || !program.has_parent_path()) return ".";
-  return program.parent_path().string();
+void readServerConfigurationFile(const std::string& path, ServerSettings& settings) {
+  std::error_code missing;
+  if (!std::filesystem::exists(path, missing)) return;
+  KESTConfigManager config;
+  std::string error;
+  if (!config.loadFile(path, error)) throw std::invalid_argument(error);
+  readServerConfiguration(config, settings);
 }
 
 }  // namespace kest::server

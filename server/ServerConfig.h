@@ -17,6 +17,9 @@ namespace kest::server {
 //   Providers        provider libraries, "path[@namespace], ...";
 //   NameSpaces       the namespaces served, "root/cimv2, root/interop";
 //   Mof              MOF files to compile at start, "file.mof, ...";
+//   DefaultProvider  the provider library served when no provider is named,
+//                    "path[@namespace]" (see applyDefaultProvider);
+//   DefaultProviderMof  the MOF file of its classes;
 //   User, Password   HTTP Basic credentials (no authentication without User);
 //   TlsCertificate, TlsKey   PEM files: serve HTTPS;
 //   MaxRequestSize   bytes of a request body;
@@ -35,16 +38,16 @@ std::vector<std::string> splitList(const std::string& text);
 // "path" or "path@namespace"; an empty namespace means the server's first.
 ProviderSpec parseProviderSpec(const std::string& text);
 
-// The embedded default: when settings name no provider, the system provider
-// (kDefaultProviderLibrary in directory, serving the first namespace) with
-// its classes (kDefaultProviderMof in directory, compiled before the MOF
-// files settings name). Settings that name a provider are left as they are.
-inline constexpr const char* kDefaultProviderLibrary = "libkest_system_provider.so";
-inline constexpr const char* kDefaultProviderMof = "kest-system.mof";
-void applyDefaultProvider(ServerSettings& settings, const std::string& directory);
+// The default provider: when settings name no provider, the one
+// settings.defaultProvider names, with its classes (settings.defaultMof,
+// compiled before the MOF files settings name). Settings that name a
+// provider, or that have no default provider, are left as they are.
+void applyDefaultProvider(ServerSettings& settings);
 
-// The folder of the running program (from /proc/self/exe), where the build
-// puts the default provider; "." when it cannot be read.
-std::string programDirectory();
+// Reads the [Server] section of the configuration file at path into settings
+// (readServerConfiguration), when the file exists; a missing file changes
+// nothing. Throws std::invalid_argument for a file that cannot be read or
+// parsed, naming the path, and what readServerConfiguration throws.
+void readServerConfigurationFile(const std::string& path, ServerSettings& settings);
 
 }  // namespace kest::server

@@ -1,8 +1,10 @@
 // kest-server: a WBEM server (CIM-XML over HTTP) for providers built on the
 // kest provider framework. Settings come from the built-in defaults, then the
-// [Server] section of the file that KEST_CONFIG names, then the command line;
-// when none of them names a provider, it serves the system provider built
-// beside it (applyDefaultProvider).
+// [Server] section of the default configuration file (KEST_DEFAULT_CONFIG,
+// set by the build; skipped when it does not exist), then that of the file
+// that KEST_CONFIG names, then the command line; when none of them names a
+// provider, it serves the default provider that they name
+// (applyDefaultProvider).
 // SIGINT and SIGTERM stop it: no new requests, requests in flight finish,
 // every provider is shut down, exit code 0. With --check-mof it only compiles
 // the MOF files given, reports every diagnostic on stdout and exits (1 when
@@ -37,7 +39,7 @@ void addOptions(CLI::App& app, ServerSettings& settings, std::vector<std::string
       ->check(CLI::Range(0, 65535));
   app.add_option("--provider", providers,
                  "Provider library to load, PATH or PATH@NAMESPACE (repeatable; default: the "
-                 "system provider beside kest-server)");
+                 "DefaultProvider of the configuration)");
   app.add_option("--namespace", nameSpaces,
                  "Namespace to serve (repeatable; default root/cimv2 and root/interop)");
   app.add_option("--mof", mofFiles, "MOF file to compile at start (repeatable)");
@@ -64,6 +66,12 @@ void addOptions(CLI::App& app, ServerSettings& settings, std::vector<std::string
 
 int main(int argc, char** argv) {
   ServerSettings settings;
+  try {
+    kest::server::readServerConfigurationFile(KEST_DEFAULT_CONFIG, settings);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "kest-server: %s\n", error.what());
+    return 1;
+  }
   std::string configError;
   if (!KESTConfigManager::installFromEnvironment(configError)) {
     std::fprintf(stderr, "kest-server: %s\n", configError.c_str());
@@ -101,7 +109,7 @@ int main(int argc, char** argv) {
     if (!settings.nameSpaces.empty()) options.defaultNameSpace = settings.nameSpaces[0];
     return kest::repository::checkMofFiles(checkedFiles, std::cout, options);
   }
-  kest::server::applyDefaultProvider(settings, kest::server::programDirectory());
+  kest::server::applyDefaultProvider(settings);
   TOVLog::setStderrLevel(settings.logLevel);
 
   // The signals are taken by sigwait below: block them before any thread

@@ -4,6 +4,6 @@
 // it after shutdown().
 
 #include "examples/system/SystemProvider.h"
-#include "server/ProviderEntryPoints.h"
+#include "framework/ProviderEntryPoints.h"
 
 KEST_PROVIDER_ENTRY_POINTS(kest::examples::SystemProvider)

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "server/repository/MofValues.h"
+#include "server/repository/StandardQualifiers.h"
 
 namespace kest::repository {
 
@@ -574,6 +575,7 @@ std::shared_ptr<ClassDefinition> ClassBuilder::build() {
       error(_syntax.location,
             "association " + quoted(_syntax.name) + " must have at least two references");
   }
+  _class->indexFeatures();
   return _class;
 }
 
@@ -606,7 +608,8 @@ std::shared_ptr<ClassDefinition> buildClass(BuildContext& context, const TOVStri
 
 std::shared_ptr<ClassDefinition> declaredClass(const TOVString& className,
                                                const TOVString& superClassName,
-                                               const ClassDefinition* superClass) {
+                                               const ClassDefinition* superClass,
+                                               bool association) {
   auto cls = std::make_shared<ClassDefinition>();
   cls->name = className;
   cls->superClassName = superClassName;
@@ -617,6 +620,17 @@ std::shared_ptr<ClassDefinition> declaredClass(const TOVString& className,
     cls->indication = superClass->indication;
     inheritFeatures(*cls, *superClass);
   }
+  if (association && !cls->association) {
+    cls->association = true;
+    const QualifierDeclaration* declaration = findStandardQualifierDeclaration("Association");
+    Qualifier qualifier;
+    qualifier.name = declaration->name;
+    qualifier.type = declaration->type;
+    qualifier.value = TOVSmrPtr<ITovaValue>(new CTovaValue(true));
+    qualifier.flavor = declaration->flavor;
+    cls->qualifiers.items().push_back(std::move(qualifier));
+  }
+  cls->indexFeatures();
   return cls;
 }
 

@@ -46,9 +46,11 @@ std::shared_ptr<ClassDefinition> buildClass(BuildContext& context, const TOVStri
                                             const ClassSyntax& syntax);
 
 // A class known only by name and superclass (defined false), inheriting what
-// superClass propagates when it is given.
+// superClass propagates when it is given. An association that does not
+// inherit the Association qualifier gets it (TRUE, with its standard flavor).
 std::shared_ptr<ClassDefinition> declaredClass(const TOVString& className,
                                                const TOVString& superClassName,
-                                               const ClassDefinition* superClass);
+                                               const ClassDefinition* superClass,
+                                               bool association);
 
 }  // namespace kest::repository

@@ -1,6 +1,7 @@
 #include "server/repository/ClassDefinition.h"
 
 #include "server/repository/MofValues.h"
+#include "server/repository/Names.h"
 
 namespace kest::repository {
 
@@ -14,6 +15,37 @@ const T* findByName(const std::vector<T>& items, const TOVString& name) {
     if (sameName(item.name, name)) return &item;
   }
   return nullptr;
+}
+
+template <typename T>
+const T* findIndexed(const std::vector<T>& items,
+                     const std::unordered_map<std::string, std::size_t>& index,
+                     const TOVString& name) {
+  if (!index.empty()) {
+    const auto found = index.find(foldName(name));
+    if (found != index.end() && found->second < items.size() &&
+        sameName(items[found->second].name, name)) {
+      return &items[found->second];
+    }
+  }
+  return findByName(items, name);
+}
+
+template <typename T>
+void buildIndex(const std::vector<T>& items, std::unordered_map<std::string, std::size_t>& index) {
+  index.clear();
+  for (std::size_t position = 0; position < items.size(); ++position) {
+    index.emplace(foldName(items[position].name), position);
+  }
+}
+
+TOVSmrPtr<ITovaType> embeddingType(const DataType& type, EmbeddedKind embedded,
+                                   const TOVString& embeddedClass) {
+  if (embedded != EmbeddedKind::None && type.code == CimTypeCode::String) {
+    return type.isArray ? CTovaType::arrayOf(CimTypeCode::Object, embeddedClass)
+                        : CTovaType::object(embeddedClass);
+  }
+  return type.hostType();
 }
 
 void dropQualifiers(ClassDefinition& cls) {
@@ -74,16 +106,29 @@ bool QualifierList::booleanValue(const TOVString& name, bool fallback) const {
   return qualifier->value->getAsBool();
 }
 
+TOVSmrPtr<ITovaType> Property::hostType() const {
+  return embeddingType(type, embedded, embeddedClassName);
+}
+
+TOVSmrPtr<ITovaType> Parameter::hostType() const {
+  return embeddingType(type, embedded, embeddedClassName);
+}
+
 const Parameter* Method::findParameter(const TOVString& name) const {
   return findByName(parameters, name);
 }
 
 const Property* ClassDefinition::findProperty(const TOVString& name) const {
-  return findByName(properties, name);
+  return findIndexed(properties, _propertyIndex, name);
 }
 
 const Method* ClassDefinition::findMethod(const TOVString& name) const {
-  return findByName(methods, name);
+  return findIndexed(methods, _methodIndex, name);
+}
+
+void ClassDefinition::indexFeatures() {
+  buildIndex(properties, _propertyIndex);
+  buildIndex(methods, _methodIndex);
 }
 
 std::vector<TOVString> ClassDefinition::keyNames() const {
@@ -96,6 +141,8 @@ std::vector<TOVString> ClassDefinition::keyNames() const {
 
 ClassDefinition ClassDefinition::filtered(const ClassRequestOptions& options) const {
   ClassDefinition copy(*this);
+  copy._propertyIndex.clear();
+  copy._methodIndex.clear();
   if (options.localOnly) {
     dropPropagated(copy.properties);
     dropPropagated(copy.methods);

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
+#include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "host/CimType.h"
@@ -136,6 +139,10 @@ struct Property {
   SourceLocation location;
 
   bool isReference() const { return type.code == CimTypeCode::Reference; }
+  // The type a value of the property has in the host's object model: the
+  // declared type, except that a string marked EmbeddedObject or
+  // EmbeddedInstance is an embedded object (of embeddedClassName).
+  TOVSmrPtr<ITovaType> hostType() const;
 };
 
 // A method parameter. in and out are the effective In and Out qualifier
@@ -153,6 +160,8 @@ struct Parameter {
   SourceLocation location;
 
   bool isReference() const { return type.code == CimTypeCode::Reference; }
+  // As Property::hostType.
+  TOVSmrPtr<ITovaType> hostType() const;
 };
 
 // A method: its return type (a scalar, never a reference), its parameters in
@@ -187,9 +196,10 @@ struct ClassRequestOptions {
 };
 
 // A resolved class: its own and inherited properties, methods and
-// qualifiers. Classes in a ClassRepository are immutable and shared
-// (std::shared_ptr<const ClassDefinition>), so they may be read by any number
-// of threads.
+// qualifiers. This is the server's one model of a class: compiled from MOF,
+// or declared by a provider (defined false). Classes in a ClassRepository are
+// immutable and shared (std::shared_ptr<const ClassDefinition>), so they may
+// be read by any number of threads.
 //   superClassName: empty for a root class;
 //   defined: false for a class that the repository knows only by name and
 //     superclass (ClassRepository::declareClass); such a class has no
@@ -208,14 +218,25 @@ struct ClassDefinition {
   bool abstract = false;
   SourceLocation location;
 
-  // Lookups by name, ignoring case; null when absent.
+  // Lookups by name, ignoring case; null when absent. They use the index
+  // that indexFeatures() built, and search the lists when the name is not in
+  // it (a class changed since, or never indexed).
   const Property* findProperty(const TOVString& name) const;
   const Method* findMethod(const TOVString& name) const;
+  // Builds the name index of the properties and methods. The repository
+  // calls it on every class it adds, so that lookups during requests do not
+  // search; a copy made by filtered() is not indexed.
+  void indexFeatures();
   // The key properties' names, in property order.
   std::vector<TOVString> keyNames() const;
 
   // A copy with options applied (see ClassRequestOptions).
   ClassDefinition filtered(const ClassRequestOptions& options) const;
+
+ private:
+  // Lower-cased name -> position in properties or methods.
+  std::unordered_map<std::string, std::size_t> _propertyIndex;
+  std::unordered_map<std::string, std::size_t> _methodIndex;
 };
 
 }  // namespace kest::repository

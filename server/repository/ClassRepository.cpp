@@ -1,5 +1,6 @@
 #include "server/repository/ClassRepository.h"
 
+#include <algorithm>
 #include <mutex>
 
 #include "server/repository/ClassBuilder.h"
@@ -53,8 +54,60 @@ ClassRepository::NameSpace& ClassRepository::nameSpaceFor(const TOVString& nameS
 }
 
 void ClassRepository::addClass(NameSpace& space, ClassPointer definition) {
-  space.classIndex.emplace(foldName(definition->name), space.classes.size());
+  const std::size_t position = space.classes.size();
+  const std::string key = foldName(definition->name);
+  std::vector<std::size_t>& siblings = space.children[foldName(definition->superClassName)];
+  const auto before = std::lower_bound(
+      siblings.begin(), siblings.end(), key,
+      [&space](std::size_t sibling, const std::string& name) {
+        return foldName(space.classes[sibling]->name) < name;
+      });
+  siblings.insert(before, position);
+  space.classIndex.emplace(key, position);
   space.classes.push_back(std::move(definition));
+}
+
+// A walk longer than the number of classes has met a superclass cycle
+// (possible only between declared classes) and stops.
+void ClassRepository::walkTree(const NameSpace& space, const std::vector<std::size_t>& level,
+                               bool deep, std::size_t& budget,
+                               std::vector<ClassPointer>& out) const {
+  for (const std::size_t position : level) {
+    if (budget == 0) return;
+    --budget;
+    const ClassPointer& cls = space.classes[position];
+    out.push_back(cls);
+    if (!deep) continue;
+    const auto below = space.children.find(foldName(cls->name));
+    if (below != space.children.end()) walkTree(space, below->second, deep, budget, out);
+  }
+}
+
+std::vector<ClassPointer> ClassRepository::subclassTree(const TOVString& nameSpace,
+                                                        const TOVString& className,
+                                                        bool deep) const {
+  std::shared_lock lock(_mutex);
+  std::vector<ClassPointer> result;
+  const NameSpace* space = findNameSpace(nameSpace);
+  if (space == nullptr) return result;
+  std::size_t budget = space->classes.size();
+  if (!className.isNull()) {
+    if (!space->find(className)) return result;
+    const auto below = space->children.find(foldName(className));
+    if (below != space->children.end()) walkTree(*space, below->second, deep, budget, result);
+    return result;
+  }
+  std::vector<std::size_t> topLevel;
+  for (const auto& [parent, positions] : space->children) {
+    if (parent.empty() || space->classIndex.count(parent) == 0) {
+      topLevel.insert(topLevel.end(), positions.begin(), positions.end());
+    }
+  }
+  std::sort(topLevel.begin(), topLevel.end(), [space](std::size_t a, std::size_t b) {
+    return foldName(space->classes[a]->name) < foldName(space->classes[b]->name);
+  });
+  walkTree(*space, topLevel, deep, budget, result);
+  return result;
 }
 
 void ClassRepository::addNameSpace(const TOVString& nameSpace) {
@@ -138,12 +191,12 @@ std::size_t ClassRepository::classCount(const TOVString& nameSpace) const {
 }
 
 bool ClassRepository::declareClass(const TOVString& nameSpace, const TOVString& className,
-                                   const TOVString& superClassName) {
+                                   const TOVString& superClassName, bool association) {
   std::unique_lock lock(_mutex);
   NameSpace& space = nameSpaceFor(nameSpace);
   if (space.find(className)) return false;
   const ClassPointer superClass = superClassName.isNull() ? nullptr : space.find(superClassName);
-  addClass(space, declaredClass(className, superClassName, superClass.get()));
+  addClass(space, declaredClass(className, superClassName, superClass.get(), association));
   return true;
 }
 

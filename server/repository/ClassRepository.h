@@ -64,6 +64,15 @@ class ClassRepository {
   std::optional<std::vector<ClassPointer>> enumerateClasses(const TOVString& nameSpace,
                                                             const TOVString& className,
                                                             bool deepInheritance) const;
+  // The classes below className in tree order: its direct subclasses, or
+  // with deep every descendant; for an empty className the top-level
+  // classes (no superclass, or one unknown in the namespace), or with deep
+  // every class reachable from them. Depth first, each class before its
+  // subclasses, siblings by case-insensitive name. Empty when the namespace
+  // or className is unknown. The tree is kept up to date as classes are
+  // added, so a request walks only what it returns.
+  std::vector<ClassPointer> subclassTree(const TOVString& nameSpace, const TOVString& className,
+                                         bool deep) const;
   // EnumerateClassNames: the names of the same classes.
   std::optional<std::vector<TOVString>> enumerateClassNames(const TOVString& nameSpace,
                                                             const TOVString& className,
@@ -78,9 +87,10 @@ class ClassRepository {
   // Adds a class known only by name and superclass (defined false) unless
   // the namespace already has a class of that name; returns whether it was
   // added. It inherits the properties, methods and qualifiers of its
-  // superclass when that is known now; the superclass need not be known.
+  // superclass when that is known now; the superclass need not be known. An
+  // association that inherits no Association qualifier gets one.
   bool declareClass(const TOVString& nameSpace, const TOVString& className,
-                    const TOVString& superClassName);
+                    const TOVString& superClassName, bool association = false);
 
   // The qualifier declaration in effect in nameSpace: the one compiled into
   // it, else the standard one; nullopt when there is neither.
@@ -117,6 +127,10 @@ class ClassRepository {
     std::vector<ClassPointer> classes;
     // Lower-cased class name -> position in classes.
     std::unordered_map<std::string, std::size_t> classIndex;
+    // Lower-cased superclass name ("" for none) -> positions of its
+    // subclasses, sorted by lower-cased class name. A superclass need not
+    // be known.
+    std::unordered_map<std::string, std::vector<std::size_t>> children;
     std::vector<QualifierDeclaration> qualifiers;
     // Lower-cased qualifier name -> position in qualifiers.
     std::unordered_map<std::string, std::size_t> qualifierIndex;
@@ -129,6 +143,8 @@ class ClassRepository {
   const NameSpace* findNameSpace(const TOVString& nameSpace) const;
   NameSpace& nameSpaceFor(const TOVString& nameSpace);
   void addClass(NameSpace& space, ClassPointer definition);
+  void walkTree(const NameSpace& space, const std::vector<std::size_t>& level, bool deep,
+                std::size_t& budget, std::vector<ClassPointer>& out) const;
   std::vector<ClassPointer> selectClasses(const NameSpace& space, const TOVString& className,
                                           bool deepInheritance) const;
 

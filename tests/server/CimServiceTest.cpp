@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -19,10 +20,8 @@ using kest::server::CimHttpRequest;
 using kest::server::CimResponse;
 using kest::server::CimService;
 using kest::server::ClassCatalog;
-using kest::server::ClassDefinition;
 using kest::server::ClientGone;
 using kest::server::Dispatcher;
-using kest::server::PropertyDefinition;
 using kest::server::ProviderSet;
 using kest::server::ProviderSpec;
 using kest::server::RequestParser;
@@ -62,16 +61,34 @@ std::string className(const char* name) {
   return "<CLASSNAME NAME=\"" + std::string(name) + "\"/>";
 }
 
+// The service over the test and throwing providers, with the classes of mof
+// (when given) compiled before the providers declare theirs.
+struct ServiceRig {
+  explicit ServiceRig(const std::string& mof = std::string())
+      : catalog("root/cimv2"),
+        parser(catalog, 64),
+        dispatcher(providers, catalog, {"root/cimv2", "root/interop"}),
+        service(parser, dispatcher) {
+    if (!mof.empty()) catalog.compileMofText("classes.mof", mof);
+    providers.start({ProviderSpec{KEST_TEST_PROVIDER, "root/cimv2"},
+                     ProviderSpec{KEST_THROWING_PROVIDER, "root/cimv2"}},
+                    catalog.repository(), "", catalog);
+  }
+  ClassCatalog catalog;
+  ProviderSet providers;
+  RequestParser parser;
+  Dispatcher dispatcher;
+  CimService service;
+};
+
 class CimServiceTest : public ::testing::Test {
  protected:
-  CimServiceTest()
-      : _catalog("root/cimv2"),
-        _parser(_catalog, 64),
-        _dispatcher(_providers, _catalog, {"root/cimv2", "root/interop"}),
-        _service(_parser, _dispatcher) {
-    _providers.start({ProviderSpec{KEST_TEST_PROVIDER, "root/cimv2"},
-                      ProviderSpec{KEST_THROWING_PROVIDER, "root/cimv2"}},
-                     _catalog.repository(), "", _catalog);
+  CimServiceTest() : _rig(std::make_unique<ServiceRig>()) {}
+
+  // Serves the classes of mof from now on.
+  void serveClasses(const std::string& mof) {
+    _rig.reset();
+    _rig = std::make_unique<ServiceRig>(mof);
   }
 
   Answer askWith(const std::map<std::string, std::string>& headers, const std::string& body) const {
@@ -84,7 +101,7 @@ class CimServiceTest : public ::testing::Test {
     };
     request.body = body;
     request.host = "myhost";
-    const CimResponse response = _service.handle(request);
+    const CimResponse response = _rig->service.handle(request);
     Answer answer;
     answer.status = response.httpStatus;
     answer.cimError = response.cimError;
@@ -115,11 +132,7 @@ class CimServiceTest : public ::testing::Test {
   }
 
   TOVScopedLogCapture _capture;
-  ClassCatalog _catalog;
-  ProviderSet _providers;
-  RequestParser _parser;
-  Dispatcher _dispatcher;
-  CimService _service;
+  std::unique_ptr<ServiceRig> _rig;
 };
 
 // "<code>: <description>" of the ERROR element, or "" without one.
@@ -373,18 +386,10 @@ TEST_F(CimServiceTest, ClassRequestsAreAnsweredFromTheDeclaredClasses) {
 }
 
 TEST_F(CimServiceTest, FullClassDefinitionsDriveDeepInheritanceLocalOnlyAndClassOrigin) {
-  ClassDefinition foo;
-  foo.name = "Test_Foo";
-  foo.superClass = "Test_Base";
-  foo.properties = {PropertyDefinition{"Name", CTovaType::string, true, "Test_Base"},
-                    PropertyDefinition{"Id", CTovaType::uint32, true, "Test_Foo"}};
-  ClassDefinition child = foo;
-  child.name = "Test_FooChild";
-  child.superClass = "Test_Foo";
-  child.properties.push_back(
-      PropertyDefinition{"Extra", CTovaType::string, false, "Test_FooChild"});
-  _catalog.define("root/cimv2", foo);
-  _catalog.define("root/cimv2", child);
+  serveClasses(
+      "class Test_Base { [Key] string Name; };\n"
+      "class Test_Foo : Test_Base { uint32 Id; };\n"
+      "class Test_FooChild : Test_Foo { string Extra; };\n");
   const std::string name = parameter("ClassName", className("Test_Foo"));
 
   const Answer shallow =
@@ -476,7 +481,7 @@ TEST_F(CimServiceTest, AClientThatGoesAwayStopsTheStream) {
       intrinsicCall("EnumerateInstances", parameter("ClassName", className("Test_Midway")));
   request.body = body;
   request.host = "h";
-  const CimResponse response = _service.handle(request);
+  const CimResponse response = _rig->service.handle(request);
   GoneBody gone;
   EXPECT_THROW(response.writeBody(gone), ClientGone);
 }

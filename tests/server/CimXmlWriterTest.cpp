@@ -19,12 +19,8 @@
 using kest::server::AllProperties;
 using kest::server::CimError;
 using kest::server::CimXmlWriter;
-using kest::server::ClassDefinition;
-using kest::server::ClassOutput;
+using kest::server::ClassCatalog;
 using kest::server::ClientGone;
-using kest::server::MethodDefinition;
-using kest::server::ParameterDefinition;
-using kest::server::PropertyDefinition;
 using kest::server::PropertySelection;
 using kest::server::ResponseBody;
 using kest::server::StringBody;
@@ -350,85 +346,66 @@ TEST(CimXmlWriterTest, MethodResponseWithReturnValueAndParametersValidates) {
 
 namespace {
 
-ClassDefinition fooDefinition() {
-  ClassDefinition foo;
-  foo.name = "Test_Foo";
-  foo.superClass = "Test_Base";
-  foo.hasFeatures = true;
-  foo.properties = {
-      PropertyDefinition{"Base", CTovaType::string, false, "Test_Base"},
-      PropertyDefinition{"Name", CTovaType::string, true, "Test_Foo"},
-      PropertyDefinition{"Vals", CTovaType::arrayOf(CimTypeCode::UInt16), false, "Test_Foo"},
-      PropertyDefinition{"Peer", CTovaType::reference("Test_Bar"), false, "Test_Foo"},
-      PropertyDefinition{"Obj", CTovaType::object("Test_E"), false, "Test_Foo"},
-  };
-  foo.methods = {MethodDefinition{
-      "DoIt",
-      CTovaType::uint32,
-      "Test_Foo",
-      {ParameterDefinition{"S", CTovaType::string, true, false},
-       ParameterDefinition{"NA", CTovaType::arrayOf(CimTypeCode::UInt32), true, false},
-       ParameterDefinition{"R", CTovaType::reference("Test_Bar"), true, false},
-       ParameterDefinition{"RA", CTovaType::arrayOf(CimTypeCode::Reference, "Test_Bar"), true,
-                           false},
-       ParameterDefinition{"Result", CTovaType::string, false, true}}}};
-  return foo;
+// Test_Foo compiled from MOF, with options applied.
+kest::repository::ClassDefinition fooClass(const kest::repository::ClassRequestOptions& options) {
+  ClassCatalog catalog("root/cimv2");
+  catalog.compileMofText(
+      "foo.mof",
+      "class Test_Bar { [Key] string Tag; };\n"
+      "class Test_E { [Key] string K; };\n"
+      "class Test_Base { string Base; };\n"
+      "class Test_Foo : Test_Base {\n"
+      "  [Key] string Name;\n"
+      "  uint16 Vals[];\n"
+      "  Test_Bar REF Peer;\n"
+      "  [EmbeddedInstance(\"Test_E\")] string Obj;\n"
+      "  uint32 DoIt([In] string S, [In] uint32 NA[], [In] Test_Bar REF R,\n"
+      "              [In] Test_Bar REF RA[], [In(false), Out] string Result);\n"
+      "};\n");
+  return catalog.find("root/cimv2", "Test_Foo")->filtered(options);
 }
 
 }  // namespace
 
 TEST(CimXmlWriterTest, ClassWithFeaturesQualifiersAndOriginsIsWrittenInFull) {
-  ClassOutput output;
-  output.includeQualifiers = true;
-  output.includeClassOrigin = true;
-  const std::string xml =
-      render([&](CimXmlWriter& writer) { writer.classDefinition(fooDefinition(), output); });
-  const std::string in =
-      "<QUALIFIER NAME=\"In\" TYPE=\"boolean\" "
-      "OVERRIDABLE=\"false\"><VALUE>TRUE</VALUE></QUALIFIER>";
-  EXPECT_EQ(
-      xml,
-      "<CLASS NAME=\"Test_Foo\" SUPERCLASS=\"Test_Base\">"
-      "<PROPERTY NAME=\"Base\" TYPE=\"string\" CLASSORIGIN=\"Test_Base\" PROPAGATED=\"true\">"
-      "</PROPERTY>"
-      "<PROPERTY NAME=\"Name\" TYPE=\"string\" CLASSORIGIN=\"Test_Foo\"><QUALIFIER "
-      "NAME=\"Key\" TYPE=\"boolean\" OVERRIDABLE=\"false\"><VALUE>TRUE</VALUE></QUALIFIER>"
-      "</PROPERTY>"
-      "<PROPERTY.ARRAY NAME=\"Vals\" TYPE=\"uint16\" CLASSORIGIN=\"Test_Foo\"></PROPERTY.ARRAY>"
-      "<PROPERTY.REFERENCE NAME=\"Peer\" REFERENCECLASS=\"Test_Bar\" CLASSORIGIN=\"Test_Foo\">"
-      "</PROPERTY.REFERENCE>"
-      "<PROPERTY NAME=\"Obj\" TYPE=\"string\" EmbeddedObject=\"instance\" "
-      "CLASSORIGIN=\"Test_Foo\"></PROPERTY>"
-      "<METHOD NAME=\"DoIt\" TYPE=\"uint32\" CLASSORIGIN=\"Test_Foo\">"
-      "<PARAMETER NAME=\"S\" TYPE=\"string\">" +
-          in +
-          "</PARAMETER>"
-          "<PARAMETER.ARRAY NAME=\"NA\" TYPE=\"uint32\">" +
-          in +
-          "</PARAMETER.ARRAY>"
-          "<PARAMETER.REFERENCE NAME=\"R\" REFERENCECLASS=\"Test_Bar\">" +
-          in +
-          "</PARAMETER.REFERENCE>"
-          "<PARAMETER.REFARRAY NAME=\"RA\" REFERENCECLASS=\"Test_Bar\">" +
-          in +
-          "</PARAMETER.REFARRAY>"
-          "<PARAMETER NAME=\"Result\" TYPE=\"string\"><QUALIFIER NAME=\"Out\" TYPE=\"boolean\" "
-          "OVERRIDABLE=\"false\"><VALUE>TRUE</VALUE></QUALIFIER></PARAMETER>"
-          "</METHOD></CLASS>");
-  EXPECT_EQ(dtdErrors(message(
-                [&](CimXmlWriter& writer) { writer.classDefinition(fooDefinition(), output); })),
-            "");
+  kest::repository::ClassRequestOptions options;
+  options.localOnly = false;
+  options.includeQualifiers = true;
+  options.includeClassOrigin = true;
+  const kest::repository::ClassDefinition foo = fooClass(options);
+  const std::string xml = render([&](CimXmlWriter& writer) { writer.classDefinition(foo); });
+  for (const char* part : {
+           "<CLASS NAME=\"Test_Foo\" SUPERCLASS=\"Test_Base\">",
+           "<PROPERTY NAME=\"Base\" TYPE=\"string\" CLASSORIGIN=\"Test_Base\" "
+           "PROPAGATED=\"true\">",
+           "<PROPERTY NAME=\"Name\" TYPE=\"string\" CLASSORIGIN=\"Test_Foo\"><QUALIFIER "
+           "NAME=\"Key\" TYPE=\"boolean\" OVERRIDABLE=\"false\"><VALUE>TRUE</VALUE></QUALIFIER>"
+           "</PROPERTY>",
+           "<PROPERTY.ARRAY NAME=\"Vals\" TYPE=\"uint16\" CLASSORIGIN=\"Test_Foo\">",
+           "<PROPERTY.REFERENCE NAME=\"Peer\" REFERENCECLASS=\"Test_Bar\" "
+           "CLASSORIGIN=\"Test_Foo\">",
+           "<PROPERTY NAME=\"Obj\" TYPE=\"string\" CLASSORIGIN=\"Test_Foo\" "
+           "EmbeddedObject=\"instance\">",
+           "<METHOD NAME=\"DoIt\" TYPE=\"uint32\" CLASSORIGIN=\"Test_Foo\">",
+           "<PARAMETER NAME=\"S\" TYPE=\"string\"><QUALIFIER NAME=\"In\"",
+           "<PARAMETER.ARRAY NAME=\"NA\" TYPE=\"uint32\">",
+           "<PARAMETER.REFERENCE NAME=\"R\" REFERENCECLASS=\"Test_Bar\">",
+           "<PARAMETER.REFARRAY NAME=\"RA\" REFERENCECLASS=\"Test_Bar\">",
+           "<QUALIFIER NAME=\"Out\" TYPE=\"boolean\"",
+       }) {
+    EXPECT_NE(xml.find(part), std::string::npos) << part << "\n" << xml;
+  }
+  EXPECT_EQ(dtdErrors(message([&](CimXmlWriter& writer) { writer.classDefinition(foo); })), "");
 }
 
 TEST(CimXmlWriterTest, LocalOnlyAndPropertyListNarrowAClass) {
-  ClassOutput output;
-  output.localOnly = true;
-  const std::vector<TOVString> wanted{"base", "vals"};
-  output.propertyList = &wanted;
-  const std::string xml =
-      render([&](CimXmlWriter& writer) { writer.classDefinition(fooDefinition(), output); });
+  kest::repository::ClassRequestOptions options;
+  options.localOnly = true;
+  options.includeQualifiers = false;
+  options.propertyList = std::vector<TOVString>{"base", "vals"};
+  const kest::repository::ClassDefinition foo = fooClass(options);
   EXPECT_EQ(
-      xml,
+      render([&](CimXmlWriter& writer) { writer.classDefinition(foo); }),
       "<CLASS NAME=\"Test_Foo\" SUPERCLASS=\"Test_Base\">"
       "<PROPERTY.ARRAY NAME=\"Vals\" TYPE=\"uint16\"></PROPERTY.ARRAY>"
       "<METHOD NAME=\"DoIt\" TYPE=\"uint32\"><PARAMETER NAME=\"S\" TYPE=\"string\"></PARAMETER>"
@@ -439,16 +416,19 @@ TEST(CimXmlWriterTest, LocalOnlyAndPropertyListNarrowAClass) {
 }
 
 TEST(CimXmlWriterTest, DeclaredClassHasNameSuperclassAndAssociationQualifierOnly) {
-  ClassDefinition link;
-  link.name = "Test_Link";
-  link.association = true;
-  ClassOutput output;
-  output.includeQualifiers = true;
-  EXPECT_EQ(render([&](CimXmlWriter& writer) { writer.classDefinition(link, output); }),
+  ClassCatalog catalog("root/cimv2");
+  catalog.declare("root/cimv2", "Test_Link", TOVString(), true);
+  kest::repository::ClassRequestOptions options;
+  options.includeQualifiers = true;
+  const kest::repository::ClassDefinition withQualifiers =
+      catalog.find("root/cimv2", "Test_Link")->filtered(options);
+  EXPECT_EQ(render([&](CimXmlWriter& writer) { writer.classDefinition(withQualifiers); }),
             "<CLASS NAME=\"Test_Link\"><QUALIFIER NAME=\"Association\" TYPE=\"boolean\" "
             "OVERRIDABLE=\"false\"><VALUE>TRUE</VALUE></QUALIFIER></CLASS>");
-  output.includeQualifiers = false;
-  EXPECT_EQ(render([&](CimXmlWriter& writer) { writer.classDefinition(link, output); }),
+  options.includeQualifiers = false;
+  const kest::repository::ClassDefinition bare =
+      catalog.find("root/cimv2", "Test_Link")->filtered(options);
+  EXPECT_EQ(render([&](CimXmlWriter& writer) { writer.classDefinition(bare); }),
             "<CLASS NAME=\"Test_Link\"></CLASS>");
 }
 

@@ -1,9 +1,10 @@
-// kest-server's embedded default: the system provider beside the program,
-// used only when no provider is named.
+// kest-server's default provider: named by the configuration, used only when
+// no provider is named.
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,8 @@
 #include "tests/server/ServerTestSupport.h"
 
 using kest::server::applyDefaultProvider;
+using kest::server::readServerConfigurationFile;
+using kest::server::testing::TemporaryFolder;
 using kest::server::ProviderSpec;
 using kest::server::ServerSettings;
 
@@ -27,33 +30,83 @@ std::vector<std::string> paths(const std::vector<ProviderSpec>& providers) {
   return result;
 }
 
-TEST(ApplyDefaultProviderTest, WithoutProvidersServesTheSystemProviderAndCompilesItsMofFirst) {
+TEST(ApplyDefaultProviderTest, WithoutProvidersServesTheDefaultProviderAndCompilesItsMofFirst) {
   ServerSettings settings;
+  settings.defaultProvider = "/opt/kest/libkest_system_provider.so";
+  settings.defaultMof = "/opt/kest/kest-system.mof";
   settings.mofFiles = {"extra.mof"};
-  applyDefaultProvider(settings, "/opt/kest");
+  applyDefaultProvider(settings);
   EXPECT_EQ(paths(settings.providers),
             (std::vector<std::string>{"/opt/kest/libkest_system_provider.so@(first)"}));
   EXPECT_EQ(settings.mofFiles,
             (std::vector<std::string>{"/opt/kest/kest-system.mof", "extra.mof"}));
 }
 
+TEST(ApplyDefaultProviderTest, TheDefaultProviderMayNameItsNamespace) {
+  ServerSettings settings;
+  settings.defaultProvider = "/opt/kest/libother.so@root/interop";
+  applyDefaultProvider(settings);
+  EXPECT_EQ(paths(settings.providers),
+            (std::vector<std::string>{"/opt/kest/libother.so@root/interop"}));
+  EXPECT_TRUE(settings.mofFiles.empty());
+}
+
 TEST(ApplyDefaultProviderTest, NamedProvidersAreKeptWithoutTheDefault) {
   ServerSettings settings;
   settings.providers = {ProviderSpec{"/x/libmine.so", "root/interop"}};
   settings.mofFiles = {"mine.mof"};
-  applyDefaultProvider(settings, "/opt/kest");
+  settings.defaultProvider = "/opt/kest/libkest_system_provider.so";
+  settings.defaultMof = "/opt/kest/kest-system.mof";
+  applyDefaultProvider(settings);
   EXPECT_EQ(paths(settings.providers), (std::vector<std::string>{"/x/libmine.so@root/interop"}));
   EXPECT_EQ(settings.mofFiles, (std::vector<std::string>{"mine.mof"}));
 }
 
-TEST(ApplyDefaultProviderTest, ProgramDirectoryIsTheFolderOfTheRunningProgram) {
-  EXPECT_TRUE(std::filesystem::exists(kest::server::programDirectory() + "/server_tests"));
+TEST(ApplyDefaultProviderTest, WithoutADefaultProviderNothingIsServed) {
+  ServerSettings settings;
+  applyDefaultProvider(settings);
+  EXPECT_TRUE(settings.providers.empty());
+  EXPECT_TRUE(settings.mofFiles.empty());
 }
 
-TEST(ApplyDefaultProviderTest, TheBuildPutsTheDefaultProviderBesideKestServer) {
-  const std::filesystem::path folder = std::filesystem::path(KEST_SERVER_EXECUTABLE).parent_path();
-  EXPECT_TRUE(std::filesystem::exists(folder / kest::server::kDefaultProviderLibrary));
-  EXPECT_TRUE(std::filesystem::exists(folder / kest::server::kDefaultProviderMof));
+TEST(ReadServerConfigurationFileTest, AMissingFileChangesNothing) {
+  ServerSettings settings;
+  readServerConfigurationFile("/nonexistent/kest-server.conf", settings);
+  EXPECT_TRUE(settings.defaultProvider.empty());
+  EXPECT_EQ(settings.http.port, ServerSettings().http.port);
+}
+
+TEST(ReadServerConfigurationFileTest, TheFileSetsTheDefaultProviderAndItsMof) {
+  TemporaryFolder folder;
+  const std::string file = folder.write(
+      "kest-server.conf",
+      "[Server]\nDefaultProvider = /p/libx.so\nDefaultProviderMof = /p/x.mof\nPort = 7000\n");
+  ServerSettings settings;
+  readServerConfigurationFile(file, settings);
+  EXPECT_EQ(settings.defaultProvider, "/p/libx.so");
+  EXPECT_EQ(settings.defaultMof, "/p/x.mof");
+  EXPECT_EQ(settings.http.port, 7000);
+}
+
+TEST(ReadServerConfigurationFileTest, AMalformedFileIsRefusedNamingIt) {
+  TemporaryFolder folder;
+  const std::string file = folder.write("bad.conf", "[Server\n");
+  ServerSettings settings;
+  try {
+    readServerConfigurationFile(file, settings);
+    ADD_FAILURE() << "accepted";
+  } catch (const std::invalid_argument& error) {
+    EXPECT_EQ(std::string(error.what()).rfind(file + ":", 0), 0u) << error.what();
+  }
+}
+
+TEST(ReadServerConfigurationFileTest, TheBuildsDefaultConfigurationNamesTheSystemProvider) {
+  ServerSettings settings;
+  readServerConfigurationFile(KEST_DEFAULT_CONFIG, settings);
+  ASSERT_FALSE(settings.defaultProvider.empty());
+  EXPECT_TRUE(std::filesystem::exists(settings.defaultProvider)) << settings.defaultProvider;
+  EXPECT_TRUE(std::filesystem::exists(settings.defaultMof)) << settings.defaultMof;
+  EXPECT_NE(settings.defaultMof.find("kest-system.mof"), std::string::npos);
 }
 
 TEST(ApplyDefaultProviderTest, KestServerGivenAProviderServesOnlyThatOne) {

@@ -119,6 +119,11 @@ TEST(ProviderLoaderTest, ALibraryWithoutTheDestroyEntryPointIsRefused) {
   EXPECT_EQ(loadFailure(KEST_HALF_PROVIDER), "the library does not export kest_provider_destroy");
 }
 
+TEST(ProviderLoaderTest, ALibraryWithoutTheDeclareClassesEntryPointIsRefused) {
+  EXPECT_EQ(loadFailure(KEST_UNDECLARED_PROVIDER),
+            "the library does not export kest_provider_declare_classes");
+}
+
 TEST(ProviderLoaderTest, ACreateEntryPointThatReturnsNothingIsRefused) {
   const ScopedFault fault("create-null");
   EXPECT_EQ(loadFailure(KEST_FAULTY_PROVIDER), "kest_provider_create returned no provider");
@@ -161,7 +166,7 @@ TEST(ProviderSetTest, ClassesAreRoutedInAnyCaseWithinTheProvidersNamespace) {
   EXPECT_EQ(providers.providerFor("root/interop", "Test_Faulty"), faulty);
   EXPECT_EQ(providers.providerFor("root/interop", "Test_Foo"), nullptr);
   EXPECT_EQ(providers.providerFor("root/cimv2", "Test_Faulty"), nullptr);
-  EXPECT_EQ(catalog.find("root/cimv2", "Test_FooChild")->superClass, TOVString("Test_Foo"));
+  EXPECT_EQ(catalog.find("root/cimv2", "Test_FooChild")->superClassName, TOVString("Test_Foo"));
   EXPECT_TRUE(catalog.find("root/cimv2", "Test_FooBar")->association);
   EXPECT_TRUE(catalog.find("root/interop", "Test_Faulty"));
 }

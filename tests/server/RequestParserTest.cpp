@@ -14,11 +14,7 @@
 using kest::server::CimOperation;
 using kest::server::CimRequest;
 using kest::server::ClassCatalog;
-using kest::server::ClassDefinition;
-using kest::server::MethodDefinition;
-using kest::server::ParameterDefinition;
 using kest::server::ParsedRequest;
-using kest::server::PropertyDefinition;
 using kest::server::RequestParser;
 using kest::server::RequestRejected;
 using kest::server::testing::dataPath;
@@ -217,16 +213,9 @@ TEST_F(RequestParserTest, MethodCallFromWbemcliHasUntypedStringParameters) {
 }
 
 TEST_F(RequestParserTest, MethodParametersAreTypedByTheClassDefinition) {
-  ClassDefinition foo;
-  foo.name = "CIM_Foo";
-  foo.methods = {MethodDefinition{
-      "DoIt",
-      CTovaType::uint32,
-      "CIM_Foo",
-      {ParameterDefinition{"N", CTovaType::uint32, true, false},
-       ParameterDefinition{"B", CTovaType::boolean, true, false},
-       ParameterDefinition{"NA", CTovaType::arrayOf(CimTypeCode::UInt32), true, false}}}};
-  _catalog.define("root/cimv2", foo);
+  _catalog.compileMofText("foo.mof",
+                          "class CIM_Foo { uint32 DoIt([In] uint32 N, [In] boolean B, "
+                          "[In] uint32 NA[]); };\n");
   const CimRequest request = capture("cm");
   EXPECT_EQ(parameterType(request, 1), TOVString("uint32"));
   EXPECT_EQ(parameterType(request, 2), TOVString("boolean"));
@@ -234,10 +223,7 @@ TEST_F(RequestParserTest, MethodParametersAreTypedByTheClassDefinition) {
 }
 
 TEST_F(RequestParserTest, KeyValuesAreTypedByTheClassDefinitionWhenTheTextFits) {
-  ClassDefinition foo;
-  foo.name = "CIM_Foo";
-  foo.properties = {PropertyDefinition{"Id", CTovaType::uint32, true, "CIM_Foo"}};
-  _catalog.define("root/cimv2", foo);
+  _catalog.compileMofText("foo.mof", "class CIM_Foo { [Key] uint32 Id; };\n");
   const CimRequest request = parseOk(
       intrinsic("GetInstance",
                 parameter("InstanceName",

@@ -9,7 +9,8 @@
 //   no-classes          it declares no class;
 // anything else: it declares Test_Faulty and works. Lifecycle calls are logged
 // (source "FaultyProvider", severity 3). Built without kest_provider_destroy
-// when KEST_TEST_NO_DESTROY is defined.
+// when KEST_TEST_NO_DESTROY is defined, without kest_provider_declare_classes
+// when KEST_TEST_NO_DECLARE is defined.
 
 #include <cstdlib>
 #include <stdexcept>
@@ -20,7 +21,7 @@
 #include "framework/InstanceManager.h"
 #include "framework/Provider.h"
 #include "host/Log.h"
-#include "server/ProviderEntryPoints.h"
+#include "framework/ProviderEntryPoints.h"
 
 namespace {
 
@@ -75,4 +76,8 @@ extern "C" __attribute__((visibility("default"))) void kest_provider_destroy(
     kest::IProvider* provider) {
   delete provider;
 }
+#endif
+
+#ifndef KEST_TEST_NO_DECLARE
+KEST_PROVIDER_DECLARE_CLASSES_ENTRY_POINT(FaultyProvider)
 #endif

@@ -19,7 +19,7 @@
 #include "host/Log.h"
 #include "host/Object.h"
 #include "host/Value.h"
-#include "server/ProviderEntryPoints.h"
+#include "framework/ProviderEntryPoints.h"
 #include "tests/support/ObjectModelBuilders.h"
 #include "tests/support/TestInstances.h"
 

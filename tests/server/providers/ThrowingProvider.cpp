@@ -31,7 +31,7 @@
 #include "host/Object.h"
 #include "host/Provider.h"
 #include "host/Value.h"
-#include "server/ProviderEntryPoints.h"
+#include "host/ProviderAbi.h"
 #include "tests/support/ObjectModelBuilders.h"
 
 namespace {
@@ -225,9 +225,10 @@ class ThrowingProvider : public kest::IProvider {
 
 }  // namespace
 
-KEST_PROVIDER_ENTRY_POINTS(ThrowingProvider)
+KEST_PROVIDER_OBJECT_ENTRY_POINTS(ThrowingProvider)
 
-extern "C" __attribute__((visibility("default"))) void kest_provider_declare_classes(
-    KestDeclareClassFunction declare, void* context) {
+KEST_PROVIDER_EXPORT void kest_provider_declare_classes(kest::IProvider*,
+                                                        KestDeclareClassFunction declare,
+                                                        void* context) {
   for (const char* name : kClasses) declare(context, name, nullptr, 0);
 }

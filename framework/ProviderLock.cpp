@@ -62,10 +62,69 @@ bool ProviderLock::leave(bool& exclusive) {
   return true;
 }
 
+void ProviderLock::lockShared() {
+  std::unique_lock<std::mutex> guard(_mutex);
+  if (!_writer && _waitingWriters == 0) {
+    ++_readers;
+    return;
+  }
+  // The writer that releases next counts this thread in (_readers) as it
+  // admits it.
+  ++_waitingReaders;
+  _waitersChanged.notify_all();
+  const std::uint64_t admission = _readerAdmissions;
+  _readersAdmitted.wait(guard, [&] { return _readerAdmissions != admission; });
+}
+
+void ProviderLock::unlockShared() {
+  const std::lock_guard<std::mutex> guard(_mutex);
+  if (--_readers == 0 && _waitingWriters > 0) _writerMayEnter.notify_one();
+}
+
+void ProviderLock::lockExclusive() {
+  std::unique_lock<std::mutex> guard(_mutex);
+  ++_waitingWriters;
+  _waitersChanged.notify_all();
+  _writerMayEnter.wait(guard, [&] { return !_writer && _readers == 0; });
+  --_waitingWriters;
+  _writer = true;
+}
+
+void ProviderLock::unlockExclusive() {
+  const std::lock_guard<std::mutex> guard(_mutex);
+  _writer = false;
+  if (_waitingReaders > 0) {
+    // Readers that waited behind this writer go before the next one.
+    _readers += _waitingReaders;
+    _waitingReaders = 0;
+    ++_readerAdmissions;
+    _readersAdmitted.notify_all();
+  } else if (_waitingWriters > 0) {
+    _writerMayEnter.notify_one();
+  }
+}
+
+unsigned ProviderLock::waitingWriters() const {
+  const std::lock_guard<std::mutex> guard(_mutex);
+  return _waitingWriters;
+}
+
+unsigned ProviderLock::waitingReaders() const {
+  const std::lock_guard<std::mutex> guard(_mutex);
+  return _waitingReaders;
+}
+
+bool ProviderLock::awaitWaiting(unsigned writers, unsigned readers,
+                                std::chrono::milliseconds timeout) const {
+  std::unique_lock<std::mutex> guard(_mutex);
+  return _waitersChanged.wait_for(
+      guard, timeout, [&] { return _waitingWriters >= writers && _waitingReaders >= readers; });
+}
+
 ProviderLock::Shared::Shared(ProviderLock& lock) : _lock(lock) {
   if (!_lock.enter(false)) return;
   try {
-    _lock._mutex.lock_shared();
+    _lock.lockShared();
   } catch (...) {
     bool exclusive = false;
     _lock.leave(exclusive);
@@ -77,9 +136,9 @@ ProviderLock::Shared::~Shared() {
   bool exclusive = false;
   if (!_lock.leave(exclusive)) return;
   if (exclusive) {
-    _lock._mutex.unlock();
+    _lock.unlockExclusive();
   } else {
-    _lock._mutex.unlock_shared();
+    _lock.unlockShared();
   }
 }
 
@@ -87,7 +146,7 @@ ProviderLock::Exclusive::Exclusive(ProviderLock& lock) : _lock(lock), _outermost
   _outermost = _lock.enter(true);
   if (!_outermost) return;
   try {
-    _lock._mutex.lock();
+    _lock.lockExclusive();
   } catch (...) {
     bool exclusive = false;
     _lock.leave(exclusive);
@@ -97,7 +156,7 @@ ProviderLock::Exclusive::Exclusive(ProviderLock& lock) : _lock(lock), _outermost
 
 ProviderLock::Exclusive::~Exclusive() {
   bool exclusive = false;
-  if (_lock.leave(exclusive)) _lock._mutex.unlock();
+  if (_lock.leave(exclusive)) _lock.unlockExclusive();
 }
 
 }  // namespace kest::pf

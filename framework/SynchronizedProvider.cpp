@@ -364,4 +364,6 @@ TOVSmrPtr<IProviderContext> SynchronizedProvider::getProviderContext() const {
   return _forwardingContext;
 }
 
+const ProviderLock& SynchronizedProvider::providerLock() const { return _dispatch->lock; }
+
 }  // namespace kest::pf

@@ -46,13 +46,45 @@ namespace kest::pf {
 // the provider is destroyed); register and deregister the same subscriber
 // object to pair them as usual.
 //
-// What the lock does not cover: the host reads the objects a request hands
-// back after the request has returned (a getInstance result, a list), and
-// native indications carry the live object. Provider code that changes an
-// object's properties in place must therefore make each property read safe
-// without the lock (for example by replacing an immutable snapshot of the
-// values atomically); the cache structures themselves are only touched under
-// the lock.
+// Fairness: an update waiting for the lock gets it once the requests already
+// running have returned; requests that arrive meanwhile wait behind it (a
+// thread already inside a request passes through, see ProviderLock). So a
+// refresh is delayed by at most one request's duration however busy the
+// provider is. A request must therefore not wait for another thread that
+// calls this provider.
+//
+// Reads after a request returns: the lock covers the request call only. The
+// host takes the objects a request hands back (a getInstance result, the
+// objects put into a collector or list, the object a native indication
+// carries) and reads them after the lock is released, while it writes its
+// answer: getClassName (keeping the returned reference for the whole
+// object), getInstanceName, getNumberOfProperties followed by getPropertyAt
+// for each index, getPropertyByName, and the ITovaProperty and ITovaValue
+// objects those return. These reads may run at the same time as the next
+// UpdateGuard changing the same object, and the host keeps a purged object
+// alive (through its reference) until it has finished with it. What holds
+// for such reads:
+//   - Instance itself keeps no property values (its property accessors
+//     answer none) and synchronises nothing. Its class name and instance
+//     name are plain members: they are safe to read unlocked only because
+//     they do not change once the object is registered. Assigning _className
+//     or calling setInstanceName on a registered object races with these
+//     reads (and renaming also breaks the cache's lookup by name).
+//   - The refresh stamp, the observer list and the associations are read and
+//     changed by the framework only under the lock (raise _fireIndications
+//     from provider code only under an UpdateGuard); the host does not read
+//     them after a request.
+//   - Property values are the derived class's own, and so is their safety:
+//     the framework replaces nothing atomically. A derived class that changes
+//     them while cached must make each accessor call safe against that
+//     change, for example by keeping its values as one immutable snapshot
+//     that the update swaps under a small lock of the object's own (or an
+//     atomic shared pointer), each call reading one whole snapshot. Property
+//     and value objects once returned must never change. Successive calls
+//     may see different snapshots: a property count and the getPropertyAt
+//     calls after it may straddle an update, so getPropertyAt answers null
+//     for an index the current snapshot does not have (the host skips null
+//     properties), and destroy() must leave reads working.
 //
 // Threads: every request may be called from any thread. The guards follow
 // ProviderLock's rules (re-entrant; a shared holder cannot take the lock
@@ -159,6 +191,10 @@ class SynchronizedProvider : public Provider {
   void setProviderContext(const TOVSmrPtr<IProviderContext>& providerContext) override;
   // The forwarding context, or null while no context is set.
   TOVSmrPtr<IProviderContext> getProviderContext() const override;
+
+  // The provider's lock, for observation (who holds it, who waits for it);
+  // holds are taken through UpdateGuard and RequestGuard.
+  const ProviderLock& providerLock() const;
 
  private:
   class Dispatch;

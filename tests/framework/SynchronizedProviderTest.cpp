@@ -4,10 +4,12 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <functional>
 #include <future>
 #include <iterator>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -22,7 +24,6 @@
 #include "tests/support/TestInstances.h"
 #include "tests/support/TestProvider.h"
 #include "tests/support/Thrown.h"
-#include "tests/support/WaitUntil.h"
 
 using kest::RecordingProviderContext;
 using kest::VectorCollector;
@@ -35,13 +36,13 @@ using kest::testing::SynchronizedTestProvider;
 using kest::testing::TestInstance;
 using kest::testing::Thrown;
 using kest::testing::thrownAs;
-using kest::testing::waitUntil;
 
 namespace {
 
 constexpr const char* kDisk = "KEST_Disk";
 
-void pause() { std::this_thread::sleep_for(std::chrono::milliseconds(50)); }
+// Bounds the waits for other threads; a passing test never reaches it.
+constexpr std::chrono::milliseconds kLimit{30000};
 
 TOVSmrPtr<ITovaInstanceName> diskName(int id) { return makeName(kDisk, "Id", make(id)); }
 
@@ -89,20 +90,38 @@ class FailingContext : public kest::IProviderContext {
   std::atomic<int> attempts{0};
 };
 
-// Counts its adds; the first add of each of two requests waits until both
-// requests are inside (so they can only finish if they run together).
+// Where two requests wait for each other: each arrives and then waits until
+// both have arrived (so both can only get through if they run together).
+class Meeting {
+ public:
+  // Returns whether the other request arrived within the limit.
+  bool arriveAndWait() {
+    std::unique_lock<std::mutex> lock(_mutex);
+    ++_arrived;
+    _changed.notify_all();
+    return _changed.wait_for(lock, kLimit, [&] { return _arrived >= 2; });
+  }
+
+ private:
+  std::mutex _mutex;
+  std::condition_variable _changed;
+  int _arrived = 0;
+};
+
+// Meets the other request at its first add.
 class MeetingCollector : public kest::ICollector<TOVSmrPtr<ITovaObject>> {
  public:
-  explicit MeetingCollector(std::atomic<int>& inside) : _inside(inside) {}
+  explicit MeetingCollector(Meeting& meeting) : _meeting(meeting) {}
   void add(const TOVSmrPtr<ITovaObject>& /*item*/) override {
-    if (_met) return;
-    ++_inside;
-    _met = waitUntil([&] { return _inside.load() >= 2; });
+    if (_arrived) return;
+    _arrived = true;
+    _met = _meeting.arriveAndWait();
   }
   bool met() const { return _met; }
 
  private:
-  std::atomic<int>& _inside;
+  Meeting& _meeting;
+  bool _arrived = false;
   bool _met = false;
 };
 
@@ -133,26 +152,58 @@ class SynchronizedProviderTest : public ::testing::Test {
 TEST_F(SynchronizedProviderTest, RequestWaitsWhileAnUpdateHoldsTheLock) {
   cachedDisk(1);
   std::atomic<bool> answered{false};
-  std::thread request;
+  std::jthread request;
   {
     const SynchronizedProvider::UpdateGuard update(_provider);
-    request = std::thread([&] {
+    request = std::jthread([&] {
       VectorCollector<TOVSmrPtr<ITovaObject>> results;
       _provider.enumerateInstances(results, "root/test", kDisk, nullptr, nullptr);
       answered = true;
     });
-    pause();
+    ASSERT_TRUE(_provider.providerLock().awaitWaiting(0, 1, kLimit));
     EXPECT_FALSE(answered);
   }
   request.join();
   EXPECT_TRUE(answered);
 }
 
+TEST_F(SynchronizedProviderTest, NewRequestWaitsBehindAWaitingUpdate) {
+  cachedDisk(1);
+  std::mutex orderMutex;
+  std::vector<std::string> order;
+  const auto note = [&](const char* event) {
+    const std::lock_guard<std::mutex> guard(orderMutex);
+    order.emplace_back(event);
+  };
+  std::jthread update;
+  std::jthread request;
+  {
+    const SynchronizedProvider::RequestGuard running(_provider);
+    update = std::jthread([&] {
+      const SynchronizedProvider::UpdateGuard guard(_provider);
+      note("update");
+    });
+    ASSERT_TRUE(_provider.providerLock().awaitWaiting(1, 0, kLimit));
+    request = std::jthread([&] {
+      VectorCollector<TOVSmrPtr<ITovaObject>> results;
+      _provider.enumerateInstances(results, "root/test", kDisk, nullptr, nullptr);
+      note("request");
+    });
+    ASSERT_TRUE(_provider.providerLock().awaitWaiting(1, 1, kLimit));
+    // This thread is inside a request: a nested request passes the waiting
+    // update instead of deadlocking behind it.
+    EXPECT_FALSE(_provider.getInstance("root/test", diskName(1), nullptr).isNull());
+  }
+  update.join();
+  request.join();
+  EXPECT_EQ(order, (std::vector<std::string>{"update", "request"}));
+}
+
 TEST_F(SynchronizedProviderTest, RequestsRunTogether) {
   cachedDisk(1);
-  std::atomic<int> inside{0};
-  MeetingCollector first(inside);
-  MeetingCollector second(inside);
+  Meeting meeting;
+  MeetingCollector first(meeting);
+  MeetingCollector second(meeting);
   std::thread other(
       [&] { _provider.enumerateInstances(second, "root/test", kDisk, nullptr, nullptr); });
   _provider.enumerateInstances(first, "root/test", kDisk, nullptr, nullptr);

@@ -32,7 +32,7 @@
 #include "host/Provider.h"
 #include "host/Value.h"
 #include "server/ProviderEntryPoints.h"
-#include "tests/support/ObjectModelBuilders.h"
+#include "support/ObjectModelBuilders.h"
 
 namespace {
 

@@ -22,7 +22,7 @@
 #include "host/SmartPointer.h"
 #include "host/String.h"
 #include "host/Value.h"
-#include "tests/support/TestInstances.h"
+#include "support/TestInstances.h"
 
 namespace kest::testing {
 

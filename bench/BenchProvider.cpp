@@ -12,8 +12,8 @@
 #include "host/Log.h"
 #include "host/Value.h"
 #include "framework/ProviderEntryPoints.h"
-#include "tests/support/ObjectModelBuilders.h"
-#include "tests/support/TestInstances.h"
+#include "support/ObjectModelBuilders.h"
+#include "support/TestInstances.h"
 
 namespace {
 

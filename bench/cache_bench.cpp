@@ -34,8 +34,8 @@
 #include "host/String.h"
 #include "host/Value.h"
 #include "streaming/VectorCollector.h"
-#include "tests/support/TestInstances.h"
-#include "tests/support/TestProvider.h"
+#include "support/TestInstances.h"
+#include "support/TestProvider.h"
 
 namespace {
 

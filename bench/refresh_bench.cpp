@@ -23,8 +23,8 @@
 #include "host/SmartPointer.h"
 #include "host/String.h"
 #include "host/Value.h"
-#include "tests/support/TestInstances.h"
-#include "tests/support/TestProvider.h"
+#include "support/TestInstances.h"
+#include "support/TestProvider.h"
 
 namespace {
 

@@ -24,7 +24,7 @@
 
 #include "examples/system/SystemProvider.h"
 #include "examples/system/SystemRefresh.h"
-#include "tests/examples/SystemFixture.h"
+#include "support/SystemFixture.h"
 
 namespace {
 

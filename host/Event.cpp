@@ -58,7 +58,10 @@ int CI_AutoEvent::timedWait(const CI_RelTime& timeout) {
     _signalled = false;
     return 0;
   }
-  if (timeout.seconds() < 0 || (timeout.seconds() == 0 && timeout.nanoseconds() == 0)) return 1;
+  if (timeout.seconds() < 0 || (timeout.seconds() == 0 && timeout.nanoseconds() == 0)) {
+    ++_timeouts;
+    return 1;
+  }
 
   const steady_clock::time_point now = steady_clock::now();
   const std::int64_t headroom =
@@ -73,7 +76,9 @@ int CI_AutoEvent::timedWait(const CI_RelTime& timeout) {
       now + std::chrono::duration_cast<steady_clock::duration>(
                 std::chrono::seconds(timeout.seconds()) +
                 std::chrono::nanoseconds(timeout.nanoseconds()));
-  return waitForRelease(lock, true, deadline) ? 0 : 1;
+  if (waitForRelease(lock, true, deadline)) return 0;
+  ++_timeouts;
+  return 1;
 }
 
 bool CI_AutoEvent::waitForRelease(std::unique_lock<std::mutex>& lock, bool hasDeadline,
@@ -97,4 +102,14 @@ CI_RelTime CI_AutoEvent::lastTimedWaitForTesting() {
   Probe& p = probe();
   std::lock_guard<std::mutex> lock(p.mutex);
   return p.last;
+}
+
+unsigned long CI_AutoEvent::waitersForTesting() {
+  std::lock_guard<std::mutex> lock(_mutex);
+  return _waiters;
+}
+
+unsigned long CI_AutoEvent::timeoutsForTesting() {
+  std::lock_guard<std::mutex> lock(_mutex);
+  return _timeouts;
 }

@@ -20,7 +20,10 @@
 // signal already there.
 //
 // For tests, the process records the duration passed to the most recent
-// timedWait() on any event (lastTimedWaitForTesting(), zero before the first).
+// timedWait() on any event (lastTimedWaitForTesting(), zero before the first),
+// and each event tells how many threads are blocked in it and how many of its
+// timed waits have timed out, so that a test can wait for a thread to block
+// instead of sleeping.
 //
 // Threads: every member may be called from any thread. Destroying an event
 // that a thread still waits on is undefined. Not copyable or movable.
@@ -39,6 +42,11 @@ class CI_AutoEvent {
 
   // The timeout of the latest timedWait() call in the process.
   static CI_RelTime lastTimedWaitForTesting();
+  // The threads blocked in wait() or timedWait() on this event now (a thread
+  // released by set() counts until it has taken the release).
+  unsigned long waitersForTesting();
+  // The timedWait() calls on this event that have returned 1 (time-out).
+  unsigned long timeoutsForTesting();
 
  private:
   // Waits for a release; with hasDeadline false, for ever. Returns whether a
@@ -53,4 +61,5 @@ class CI_AutoEvent {
   // not yet taken; always _releases <= _waiters.
   unsigned long _waiters = 0;
   unsigned long _releases = 0;
+  unsigned long _timeouts = 0;
 };

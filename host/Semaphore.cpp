@@ -8,7 +8,11 @@ TOVSemaphore::~TOVSemaphore() = default;
 
 void TOVSemaphore::wait() {
   std::unique_lock<std::mutex> lock(_mutex);
-  _available.wait(lock, [this] { return _count > 0; });
+  if (_count == 0) {
+    ++_waiters;
+    _available.wait(lock, [this] { return _count > 0; });
+    --_waiters;
+  }
   --_count;
 }
 
@@ -19,7 +23,10 @@ bool TOVSemaphore::wait(TOVuint32 milliseconds) {
     // At most 2^32 - 1 ms (about 50 days): far inside the steady clock's range.
     const auto deadline =
         std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
-    if (!_available.wait_until(lock, deadline, [this] { return _count > 0; })) return false;
+    ++_waiters;
+    const bool available = _available.wait_until(lock, deadline, [this] { return _count > 0; });
+    --_waiters;
+    if (!available) return false;
   }
   --_count;
   return true;
@@ -36,4 +43,9 @@ void TOVSemaphore::release(unsigned int n) {
   } else {
     _available.notify_all();
   }
+}
+
+unsigned long TOVSemaphore::waitersForTesting() {
+  std::lock_guard<std::mutex> lock(_mutex);
+  return _waiters;
 }

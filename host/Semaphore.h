@@ -31,8 +31,14 @@ class TOVSemaphore {
   // Adds n units (release(0) does nothing).
   void release(unsigned int n = 1);
 
+  // The threads blocked in wait() now, so that a test can wait for a thread
+  // to block instead of sleeping. A thread woken by release() counts until it
+  // has taken its unit (or timed out).
+  unsigned long waitersForTesting();
+
  private:
   std::mutex _mutex;
   std::condition_variable _available;
   std::uint64_t _count;
+  unsigned long _waiters = 0;
 };

@@ -282,10 +282,7 @@ class MultiResponseCollection {
 
   // Consumer: waits for the event that additions and completion set, at most
   // the transaction time-out. Returns true when woken, false on time-out.
-  bool waitForEvent() {
-    const CI_RelTime t(trnTimeoutValue, 0);
-    return _event.timedWait(t) == 0;
-  }
+  bool waitForEvent() { return _event.timedWait(_waitTimeout) == 0; }
 
   // Consumer: says that nobody will read from this collection any more (see
   // the class comment). Producers blocked for a slot are woken one after the
@@ -339,13 +336,15 @@ class MultiResponseCollection {
 
   MultiResponseCollection(unsigned int bounds, int idleTimeout)
       : timeoutLimit(idleTimeout), _bounds(bounds), _items(0), _slots(bounds) {
+    TOVsint32 seconds = kDefaultTransactionTimeout;
     const KESTConfigManager* config = KESTConfigManager::getInstance();
     if (config != nullptr) {
       TOVsint32 value = kDefaultTransactionTimeout;
       if (config->getSint32("KEST", "CimTransactionTimeout", value)) {
-        trnTimeoutValue = value >= 1 ? value : kNoTransactionTimeout;
+        seconds = value >= 1 ? value : kNoTransactionTimeout;
       }
     }
+    _waitTimeout = CI_RelTime(seconds, 0);
   }
   MultiResponseCollection(const MultiResponseCollection&) = delete;
   MultiResponseCollection& operator=(const MultiResponseCollection&) = delete;
@@ -374,7 +373,9 @@ class MultiResponseCollection {
   const int timeoutLimit;
   TOVCriticalSection cs;
   CI_AutoEvent _event;
-  TOVsint32 trnTimeoutValue = kDefaultTransactionTimeout;
+  // The transaction time-out: the longest single wait of the consumer. Set
+  // once at construction (the test peer may shorten it).
+  CI_RelTime _waitTimeout;
   // Elements ever queued; never decremented.
   TOVuint32 responseCount = 0;
   // Logically a TOVboolean. An atomic with relaxed loads and stores instead

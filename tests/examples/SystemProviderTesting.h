@@ -18,8 +18,8 @@
 #include "host/Repository.h"
 #include "host/Value.h"
 #include "streaming/VectorCollector.h"
-#include "tests/examples/SystemFixture.h"
-#include "tests/support/ObjectModelBuilders.h"
+#include "support/ObjectModelBuilders.h"
+#include "support/SystemFixture.h"
 
 namespace kest::testing {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/examples/SystemFixture.h"
+#include "support/SystemFixture.h"
 
 using kest::examples::FileSystemRecord;
 using kest::examples::NetworkInterfaceRecord;

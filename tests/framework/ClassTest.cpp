@@ -13,8 +13,8 @@
 #include "host/Object.h"
 #include "host/SmartPointer.h"
 #include "host/String.h"
-#include "tests/support/ObjectModelBuilders.h"
-#include "tests/support/TestInstances.h"
+#include "support/ObjectModelBuilders.h"
+#include "support/TestInstances.h"
 
 using kest::pf::Class;
 using kest::pf::Context;

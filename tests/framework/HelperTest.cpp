@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "framework/Exception.h"
-#include "tests/support/ObjectModelBuilders.h"
+#include "support/ObjectModelBuilders.h"
 
 using kest::pf::Exception;
 using kest::pf::Helper;

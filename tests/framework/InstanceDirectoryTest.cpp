@@ -15,8 +15,8 @@
 #include "host/SmartPointer.h"
 #include "host/String.h"
 #include "host/Value.h"
-#include "tests/support/ObjectModelBuilders.h"
-#include "tests/support/TestInstances.h"
+#include "support/ObjectModelBuilders.h"
+#include "support/TestInstances.h"
 
 using kest::pf::Instance;
 using kest::pf::InstanceDirectory;

@@ -13,9 +13,9 @@
 #include "host/RecordingProviderContext.h"
 #include "host/SmartPointer.h"
 #include "host/String.h"
-#include "tests/support/ObjectModelBuilders.h"
-#include "tests/support/TestInstances.h"
-#include "tests/support/TestProvider.h"
+#include "support/ObjectModelBuilders.h"
+#include "support/TestInstances.h"
+#include "support/TestProvider.h"
 
 using kest::RecordingProviderContext;
 using kest::pf::InstanceManager;

@@ -14,9 +14,9 @@
 #include "host/SmartPointer.h"
 #include "host/String.h"
 #include "host/Value.h"
-#include "tests/support/ObjectModelBuilders.h"
-#include "tests/support/TestInstances.h"
-#include "tests/support/TestProvider.h"
+#include "support/ObjectModelBuilders.h"
+#include "support/TestInstances.h"
+#include "support/TestProvider.h"
 #include "tests/support/Thrown.h"
 
 using kest::RecordingProviderContext;

@@ -20,9 +20,9 @@
 #include "host/SmartPointer.h"
 #include "host/String.h"
 #include "host/Value.h"
+#include "support/ObjectModelBuilders.h"
+#include "support/TestInstances.h"
 #include "tests/support/AssociationFixture.h"
-#include "tests/support/ObjectModelBuilders.h"
-#include "tests/support/TestInstances.h"
 
 using kest::pf::Class;
 using kest::pf::Instance;

@@ -20,9 +20,9 @@
 #include "host/String.h"
 #include "host/Value.h"
 #include "streaming/VectorCollector.h"
+#include "support/ObjectModelBuilders.h"
+#include "support/TestInstances.h"
 #include "tests/support/AssociationFixture.h"
-#include "tests/support/ObjectModelBuilders.h"
-#include "tests/support/TestInstances.h"
 
 using kest::VectorCollector;
 using kest::pf::Class;

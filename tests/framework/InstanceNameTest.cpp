@@ -5,7 +5,7 @@
 #include "host/Exception.h"
 #include "host/InstanceName.h"
 #include "host/Types.h"
-#include "tests/support/ObjectModelBuilders.h"
+#include "support/ObjectModelBuilders.h"
 
 using kest::pf::InstanceName;
 using kest::testing::Key;

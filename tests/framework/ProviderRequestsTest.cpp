@@ -27,9 +27,9 @@
 #include "host/String.h"
 #include "host/Value.h"
 #include "streaming/VectorCollector.h"
-#include "tests/support/ObjectModelBuilders.h"
-#include "tests/support/TestInstances.h"
-#include "tests/support/TestProvider.h"
+#include "support/ObjectModelBuilders.h"
+#include "support/TestInstances.h"
+#include "support/TestProvider.h"
 
 using kest::RecordingProviderContext;
 using kest::VectorCollector;

@@ -16,7 +16,7 @@
 #include "host/Object.h"
 #include "host/Types.h"
 #include "host/Value.h"
-#include "tests/support/ObjectModelBuilders.h"
+#include "support/ObjectModelBuilders.h"
 
 using kest::pf::Reference;
 using kest::pf::ReferenceType;

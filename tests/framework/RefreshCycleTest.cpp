@@ -32,9 +32,9 @@
 #include "host/String.h"
 #include "host/Time.h"
 #include "streaming/VectorCollector.h"
-#include "tests/support/ObjectModelBuilders.h"
-#include "tests/support/TestInstances.h"
-#include "tests/support/TestProvider.h"
+#include "support/ObjectModelBuilders.h"
+#include "support/TestInstances.h"
+#include "support/TestProvider.h"
 #include "tests/support/WaitUntil.h"
 
 using kest::RecordingProviderContext;

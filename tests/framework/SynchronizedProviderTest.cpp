@@ -20,9 +20,9 @@
 #include "host/Log.h"
 #include "host/RecordingProviderContext.h"
 #include "streaming/VectorCollector.h"
-#include "tests/support/ObjectModelBuilders.h"
-#include "tests/support/TestInstances.h"
-#include "tests/support/TestProvider.h"
+#include "support/ObjectModelBuilders.h"
+#include "support/TestInstances.h"
+#include "support/TestProvider.h"
 #include "tests/support/Thrown.h"
 
 using kest::RecordingProviderContext;

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
+#include <future>
 #include <thread>
 #include <type_traits>
 
@@ -52,7 +52,9 @@ TEST(TOVCriticalSectionTest, OtherThreadBlocksUntilEveryLockIsReleased) {
   section.lock();
 
   std::atomic<bool> acquired{false};
+  std::promise<void> trying;
   std::thread other([&] {
+    trying.set_value();
     section.lock();
     acquired.store(true);
     section.unlock();
@@ -60,7 +62,7 @@ TEST(TOVCriticalSectionTest, OtherThreadBlocksUntilEveryLockIsReleased) {
 
   section.unlock();
   // Still held once: the other thread must not get in, however long it tries.
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  trying.get_future().wait();
   EXPECT_FALSE(acquired.load());
   EXPECT_FALSE(otherThreadCanTake(section));
 

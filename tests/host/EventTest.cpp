@@ -7,35 +7,34 @@
 #include <limits>
 #include <thread>
 
+#include "tests/support/WaitUntil.h"
+
+using kest::testing::waitUntil;
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-long long elapsedMs(Clock::time_point since) {
-  return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - since).count();
-}
-
-// Polls until predicate holds or five seconds have passed.
-template <typename Predicate>
-bool eventually(Predicate predicate) {
-  const auto deadline = Clock::now() + std::chrono::seconds(5);
-  while (!predicate()) {
-    if (Clock::now() >= deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
-}
-
-const CI_RelTime kFiftyMs(0, 50000000L);
+// Timed waits that are meant to time out are kept this short; the tests
+// check that they end after their time-out, never how soon.
+const CI_RelTime kShort(0, 2000000L);
+constexpr std::chrono::milliseconds kShortMs(2);
 const CI_RelTime kMinute(60, 0);
+
+// Waits until the event has n threads blocked in it, or until done says that
+// a waiter has already returned (which the caller then reports).
+template <typename Done>
+void awaitBlockedWaiters(CI_AutoEvent& event, unsigned long n, Done done) {
+  ASSERT_TRUE(waitUntil([&] { return event.waitersForTesting() == n || done(); }));
+}
 
 }  // namespace
 
 TEST(CI_AutoEventTest, StartsUnsignalled) {
   CI_AutoEvent event;
   const auto start = Clock::now();
-  EXPECT_EQ(event.timedWait(kFiftyMs), 1);
-  EXPECT_GE(elapsedMs(start), 50);
+  EXPECT_EQ(event.timedWait(kShort), 1);
+  EXPECT_GE(Clock::now() - start, kShortMs);
 }
 
 TEST(CI_AutoEventTest, SetBeforeWaitIsConsumedByTheNextTimedWaitOnly) {
@@ -43,8 +42,8 @@ TEST(CI_AutoEventTest, SetBeforeWaitIsConsumedByTheNextTimedWaitOnly) {
   event.set();
   EXPECT_EQ(event.timedWait(kMinute), 0);
   const auto start = Clock::now();
-  EXPECT_EQ(event.timedWait(kFiftyMs), 1);
-  EXPECT_GE(elapsedMs(start), 50);
+  EXPECT_EQ(event.timedWait(kShort), 1);
+  EXPECT_GE(Clock::now() - start, kShortMs);
 }
 
 TEST(CI_AutoEventTest, SettingTwiceWithNobodyWaitingLeavesOneSignal) {
@@ -52,7 +51,7 @@ TEST(CI_AutoEventTest, SettingTwiceWithNobodyWaitingLeavesOneSignal) {
   event.set();
   event.set();
   EXPECT_EQ(event.timedWait(kMinute), 0);
-  EXPECT_EQ(event.timedWait(kFiftyMs), 1);
+  EXPECT_EQ(event.timedWait(kShort), 1);
 }
 
 TEST(CI_AutoEventTest, SetBeforeUntimedWaitLetsItReturn) {
@@ -74,7 +73,7 @@ TEST(CI_AutoEventTest, SetFromAnotherThreadWakesATimedWaiter) {
   CI_AutoEvent event;
   std::atomic<int> result{-1};
   std::thread waiter([&] { result.store(event.timedWait(kMinute)); });
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  awaitBlockedWaiters(event, 1, [&] { return result.load() != -1; });
   EXPECT_EQ(result.load(), -1);
   event.set();
   waiter.join();
@@ -88,7 +87,7 @@ TEST(CI_AutoEventTest, SetFromAnotherThreadWakesAnUntimedWaiter) {
     event.wait();
     woken.store(true);
   });
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  awaitBlockedWaiters(event, 1, [&] { return woken.load(); });
   EXPECT_FALSE(woken.load());
   event.set();
   waiter.join();
@@ -105,12 +104,13 @@ TEST(CI_AutoEventTest, SetWakesExactlyOneOfTwoWaiters) {
   };
   std::thread first(wait);
   std::thread second(wait);
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  awaitBlockedWaiters(event, 2, [&] { return returned.load() != 0; });
+  ASSERT_EQ(returned.load(), 0);
 
   event.set();
-  ASSERT_TRUE(eventually([&] { return returned.load() == 1; }));
+  ASSERT_TRUE(waitUntil([&] { return returned.load() == 1; }));
   // The other waiter must stay asleep: one set releases one thread.
-  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  EXPECT_EQ(event.waitersForTesting(), 1u);
   EXPECT_EQ(returned.load(), 1);
 
   event.set();
@@ -127,7 +127,7 @@ TEST(CI_AutoEventTest, WaitOfTwoToTheThirtyOneSecondsWaitsUntilSet) {
   std::atomic<int> result{-1};
   std::thread waiter([&] { result.store(event.timedWait(CI_RelTime(2147483647, 0))); });
   // An overflowing deadline would make the wait return 1 at once.
-  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  awaitBlockedWaiters(event, 1, [&] { return result.load() != -1; });
   EXPECT_EQ(result.load(), -1);
   event.set();
   waiter.join();
@@ -139,11 +139,22 @@ TEST(CI_AutoEventTest, WaitBeyondTheClockRangeSaturatesInsteadOfTimingOut) {
   std::atomic<int> result{-1};
   const CI_RelTime longest(std::numeric_limits<long>::max(), 999999999L);
   std::thread waiter([&] { result.store(event.timedWait(longest)); });
-  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  awaitBlockedWaiters(event, 1, [&] { return result.load() != -1; });
   EXPECT_EQ(result.load(), -1);
   event.set();
   waiter.join();
   EXPECT_EQ(result.load(), 0);
+}
+
+TEST(CI_AutoEventTest, CountsTheTimedWaitsThatTimedOut) {
+  CI_AutoEvent event;
+  EXPECT_EQ(event.timeoutsForTesting(), 0u);
+  EXPECT_EQ(event.timedWait(kShort), 1);
+  EXPECT_EQ(event.timedWait(CI_RelTime(0, 0)), 1);
+  event.set();
+  EXPECT_EQ(event.timedWait(kMinute), 0);
+  EXPECT_EQ(event.timeoutsForTesting(), 2u);
+  EXPECT_EQ(event.waitersForTesting(), 0u);
 }
 
 TEST(CI_AutoEventTest, ProbeRecordsTheLastTimedWaitDuration) {
@@ -166,7 +177,7 @@ TEST(CI_AutoEventTest, ProbeSeesTimedWaitsOfOtherThreadsAndOtherEvents) {
   CI_AutoEvent consumerEvent;
   std::thread consumer([&] { consumerEvent.timedWait(CI_RelTime(2147483647, 0)); });
   ASSERT_TRUE(
-      eventually([] { return CI_AutoEvent::lastTimedWaitForTesting().seconds() == 2147483647; }));
+      waitUntil([] { return CI_AutoEvent::lastTimedWaitForTesting().seconds() == 2147483647; }));
   EXPECT_EQ(CI_AutoEvent::lastTimedWaitForTesting().nanoseconds(), 0);
   consumerEvent.set();
   consumer.join();

@@ -15,7 +15,7 @@
 #include "host/Object.h"
 #include "host/Property.h"
 #include "host/Value.h"
-#include "tests/support/ObjectModelBuilders.h"
+#include "support/ObjectModelBuilders.h"
 
 using namespace kest::testing;
 

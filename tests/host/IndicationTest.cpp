@@ -5,7 +5,7 @@
 #include <string>
 
 #include "host/Object.h"
-#include "tests/support/ObjectModelBuilders.h"
+#include "support/ObjectModelBuilders.h"
 
 using namespace kest::testing;
 

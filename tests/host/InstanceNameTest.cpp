@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "host/Object.h"
-#include "tests/support/ObjectModelBuilders.h"
+#include "support/ObjectModelBuilders.h"
 
 using namespace kest::testing;
 

@@ -6,7 +6,7 @@
 
 #include "host/ActualParameter.h"
 #include "host/Exception.h"
-#include "tests/support/ObjectModelBuilders.h"
+#include "support/ObjectModelBuilders.h"
 
 using namespace kest::testing;
 

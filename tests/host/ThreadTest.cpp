@@ -4,7 +4,6 @@
 #include <pthread.h>
 
 #include <atomic>
-#include <chrono>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -14,6 +13,9 @@
 #include "host/Exception.h"
 #include "host/Log.h"
 #include "host/Semaphore.h"
+#include "tests/support/WaitUntil.h"
+
+using kest::testing::waitUntil;
 
 static_assert(!std::is_copy_constructible_v<TOVThread>);
 static_assert(std::is_abstract_v<TOVThread>);
@@ -39,15 +41,6 @@ std::string currentOsThreadName() {
   char name[64] = {};
   if (pthread_getname_np(pthread_self(), name, sizeof name) != 0) return "<error>";
   return name;
-}
-
-bool eventuallyStopped(const TOVThread& thread) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-  while (thread.isRunning()) {
-    if (std::chrono::steady_clock::now() >= deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
 }
 
 }  // namespace
@@ -109,7 +102,6 @@ TEST(TOVThreadTest, JoinWaitsForExecuteToReturn) {
   FunctionThread thread("worker", [&] {
     entered.release();
     release.wait();
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
     finished.store(true);
   });
   thread.start();
@@ -122,12 +114,16 @@ TEST(TOVThreadTest, JoinWaitsForExecuteToReturn) {
 }
 
 TEST(TOVThreadTest, IsRunningWhileExecuteRuns) {
+  TOVSemaphore entered(0);
   TOVSemaphore release(0);
-  FunctionThread thread("worker", [&] { release.wait(); });
+  FunctionThread thread("worker", [&] {
+    entered.release();
+    release.wait();
+  });
   EXPECT_FALSE(thread.isRunning());
   thread.start();
   EXPECT_TRUE(thread.isRunning());
-  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  ASSERT_TRUE(entered.wait(30000));
   EXPECT_TRUE(thread.isRunning());
   release.release();
   thread.join();
@@ -189,7 +185,7 @@ TEST(TOVThreadTest, DestructorJoinsAThreadWhoseBodyHasReturned) {
       std::atomic<int>& _runs;
     } thread(runs);
     thread.start();
-    ASSERT_TRUE(eventuallyStopped(thread));
+    ASSERT_TRUE(waitUntil([&] { return !thread.isRunning(); }));
   }
   EXPECT_EQ(runs.load(), 1);
 }

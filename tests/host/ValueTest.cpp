@@ -11,7 +11,7 @@
 #include "host/Exception.h"
 #include "host/InstanceName.h"
 #include "host/Object.h"
-#include "tests/support/ObjectModelBuilders.h"
+#include "support/ObjectModelBuilders.h"
 
 using namespace kest::testing;
 

@@ -13,8 +13,8 @@
 #include "host/Property.h"
 #include "server/CimError.h"
 #include "server/ClassCatalog.h"
+#include "support/ObjectModelBuilders.h"
 #include "tests/server/ServerTestSupport.h"
-#include "tests/support/ObjectModelBuilders.h"
 
 using kest::server::AllProperties;
 using kest::server::CimError;

@@ -4,13 +4,13 @@
 
 #include <arpa/inet.h>
 #include <dirent.h>
+#include <dlfcn.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <functional>
 #include <memory>
@@ -23,6 +23,7 @@
 #include "server/Server.h"
 #include "tests/server/HttpTestSupport.h"
 #include "tests/server/ServerTestSupport.h"
+#include "tests/server/providers/SlowEnumerationHold.h"
 
 using kest::server::ProviderSpec;
 using kest::server::Server;
@@ -67,6 +68,42 @@ class HttpFrontEndTest : public ::testing::Test {
   ServerSettings _settings;
   std::unique_ptr<Server> _server;
   int _port = 0;
+};
+
+// Holds the throwing provider's enumerations of Test_Slow for its own
+// lifetime (see SlowEnumerationHold.h). Create it once the server has loaded
+// the provider. Throws std::runtime_error when the provider is not loaded.
+class SlowEnumerationsHeld {
+ public:
+  SlowEnumerationsHeld() : _library(dlopen(KEST_THROWING_PROVIDER, RTLD_NOW | RTLD_NOLOAD)) {
+    if (_library == nullptr) throw std::runtime_error("the throwing provider is not loaded");
+    _await = reinterpret_cast<KestTestAwaitSlowEnumeration>(
+        dlsym(_library, KEST_TEST_AWAIT_SLOW_ENUMERATION));
+    _release = reinterpret_cast<KestTestReleaseSlowEnumerations>(
+        dlsym(_library, KEST_TEST_RELEASE_SLOW_ENUMERATIONS));
+    const auto hold = reinterpret_cast<KestTestHoldSlowEnumerations>(
+        dlsym(_library, KEST_TEST_HOLD_SLOW_ENUMERATIONS));
+    if (_await == nullptr || _release == nullptr || hold == nullptr) {
+      dlclose(_library);
+      throw std::runtime_error("the throwing provider exports no hold");
+    }
+    hold();
+  }
+  ~SlowEnumerationsHeld() {
+    release();
+    dlclose(_library);
+  }
+  SlowEnumerationsHeld(const SlowEnumerationsHeld&) = delete;
+  SlowEnumerationsHeld& operator=(const SlowEnumerationsHeld&) = delete;
+
+  // Waits until an enumeration has started and is held.
+  bool awaitStart() { return _await(); }
+  void release() { _release(); }
+
+ private:
+  void* _library;
+  KestTestAwaitSlowEnumeration _await = nullptr;
+  KestTestReleaseSlowEnumerations _release = nullptr;
 };
 
 void expectRefusal(const HttpResponse& response, int status, const std::string& cimError,
@@ -390,13 +427,22 @@ TEST_F(HttpFrontEndTest, EveryConnectionHasTcpNoDelay) {
 
 TEST_F(HttpFrontEndTest, StoppingLetsTheRequestInFlightFinishThenShutsDownTheProviders) {
   start();
+  SlowEnumerationsHeld held;
+  // A connection that has been served and waits for its next request: the
+  // server closes it as soon as it begins to stop.
+  RawConnection idle(_port);
+  idle.send(cimPost("EnumerateInstanceNames", kNamesOfFoo));
+  ASSERT_EQ(idle.receive().status, 200);
   RawConnection connection(_port);
   connection.send(
       cimPost("EnumerateInstances",
               intrinsicCall("EnumerateInstances",
                             parameter("ClassName", "<CLASSNAME NAME=\"Test_Slow\"/>"))));
-  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  ASSERT_TRUE(held.awaitStart());
   std::thread stopper([this] { _server->stop(); });
+  // The request is still in the provider while the server stops.
+  EXPECT_TRUE(idle.closedByServer());
+  held.release();
   const HttpResponse response = connection.receive();
   stopper.join();
   EXPECT_EQ(response.status, 200);

@@ -11,7 +11,7 @@
 #include "host/Object.h"
 #include "server/ClassCatalog.h"
 #include "server/ProviderSet.h"
-#include "tests/support/ObjectModelBuilders.h"
+#include "support/ObjectModelBuilders.h"
 
 using kest::server::ClassCatalog;
 using kest::server::ProviderSet;

@@ -20,8 +20,8 @@
 #include "server/Server.h"
 #include "tests/server/HttpTestSupport.h"
 #include "tests/server/ServerTestSupport.h"
-#include "tests/support/ObjectModelBuilders.h"
-#include "tests/support/TestInstances.h"
+#include "support/ObjectModelBuilders.h"
+#include "support/TestInstances.h"
 
 namespace {
 

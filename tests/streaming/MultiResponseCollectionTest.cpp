@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <functional>
 #include <memory>
 #include <thread>
@@ -21,6 +20,7 @@
 #include "streaming/MultiResponseCollector.h"
 #include "streaming/MultiResponseWriter.h"
 #include "tests/streaming/CollectionTestPeer.h"
+#include "tests/support/WaitUntil.h"
 
 namespace {
 
@@ -34,7 +34,8 @@ using kest::MultiResponseWriter;
 using Collection = MultiResponseCollection<int>;
 using CollectionPtr = TOVSmrPtr<Collection>;
 using Writer = MultiResponseWriter<int>;
-using Clock = std::chrono::steady_clock;
+using Peer = MultiResponseCollectionTestPeer;
+using kest::testing::waitUntil;
 
 constexpr const char* kNoWriters =
     "Addition of elements not permitted if no writers are registered.";
@@ -44,8 +45,8 @@ constexpr const char* kIncomplete =
     "Writers may be registered only while collection is incomplete.";
 constexpr const char* kNegativeCount = "Internal error: negative count.";
 
-// Long enough that a thread which could return has done so.
-constexpr auto kSettle = std::chrono::milliseconds(50);
+// A consumer wait short enough that tests may let it time out.
+const CI_RelTime kShortWait(0, 1000000L);
 
 void expectFailure(const std::function<void()>& action, const char* where, const char* message,
                    int code) {
@@ -61,15 +62,12 @@ void expectFailure(const std::function<void()>& action, const char* where, const
   }
 }
 
-// Polls until predicate holds or thirty seconds have passed.
-template <typename Predicate>
-bool eventually(Predicate predicate) {
-  const auto deadline = Clock::now() + std::chrono::seconds(30);
-  while (!predicate()) {
-    if (Clock::now() >= deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
+// Waits until n producers are blocked for a slot of collection, or until
+// returned says that one of them has returned (which the caller reports).
+template <typename Returned>
+void awaitBlockedProducers(Collection& collection, unsigned long n, Returned returned) {
+  ASSERT_TRUE(
+      waitUntil([&] { return Peer::producersWaitingForASlot(collection) == n || returned(); }));
 }
 
 // Makes the process-wide record of the latest timed wait read zero, so that
@@ -135,7 +133,7 @@ class MultiResponseCollectionTest : public ::testing::Test {
     clearTimedWaitRecord();
     std::thread writer([collection] {
       // Complete only once the consumer has started waiting.
-      EXPECT_TRUE(eventually(someoneWaitedSinceClearing));
+      EXPECT_TRUE(waitUntil(someoneWaitedSinceClearing));
       collection->unregisterWriter();
     });
     EXPECT_FALSE(collection->hasNext());
@@ -285,18 +283,17 @@ TEST_F(MultiResponseCollectionTest, TimeoutIsReadWhenTheCollectionIsCreated) {
 }
 
 TEST_F(MultiResponseCollectionTest, WaitForEventTimesOutWhenNothingHappens) {
-  configureTransactionTimeout("1");
   const CollectionPtr collection = Collection::newCollection(0, -1);
-  const auto start = Clock::now();
+  Peer::setWaitTimeout(*collection, kShortWait);
   EXPECT_FALSE(collection->waitForEvent());
-  EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(990));
+  EXPECT_EQ(CI_AutoEvent::lastTimedWaitForTesting(), kShortWait);
+  EXPECT_EQ(Peer::consumerTimeouts(*collection), 1u);
 }
 
 TEST_F(MultiResponseCollectionTest, IdleTimeoutIsNotEnforced) {
   const CollectionPtr collection = Collection::newCollection(0, 0);
   collection->registerWriter();
   collection->allowComplete();
-  std::this_thread::sleep_for(kSettle);
   EXPECT_EQ(collection->getErrorCode(), 0);
   EXPECT_FALSE(collection->isComplete());
   EXPECT_TRUE(collection->add(1, true));
@@ -449,8 +446,8 @@ TEST_F(MultiResponseCollectionTest, FirstNonZeroErrorCodeWins) {
 }
 
 TEST_F(MultiResponseCollectionTest, SetErrorCodeDoesNotWakeTheConsumer) {
-  configureTransactionTimeout("1");
   const CollectionPtr collection = Collection::newCollection(0, -1);
+  Peer::setWaitTimeout(*collection, kShortWait);
   collection->setErrorCode(5);
   EXPECT_FALSE(collection->waitForEvent());
 }
@@ -531,7 +528,7 @@ TEST_F(MultiResponseCollectionTest, HasNextWaitsForAResultFromAnotherThread) {
   const CollectionPtr collection = Collection::newCollection(0, -1);
   clearTimedWaitRecord();
   std::thread producer([collection] {
-    EXPECT_TRUE(eventually(someoneWaitedSinceClearing));
+    EXPECT_TRUE(waitUntil(someoneWaitedSinceClearing));
     collection->add(42, true);
   });
   EXPECT_TRUE(collection->hasNext());
@@ -540,15 +537,15 @@ TEST_F(MultiResponseCollectionTest, HasNextWaitsForAResultFromAnotherThread) {
 }
 
 TEST_F(MultiResponseCollectionTest, HasNextKeepsWaitingAfterATimeout) {
-  configureTransactionTimeout("1");
   const CollectionPtr collection = Collection::newCollection(0, -1);
-  const auto start = Clock::now();
+  Peer::setWaitTimeout(*collection, kShortWait);
   std::thread producer([collection] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    // Add only once a wait of the consumer has timed out.
+    EXPECT_TRUE(waitUntil([&] { return Peer::consumerTimeouts(*collection) >= 1; }));
     collection->add(7, true);
   });
   EXPECT_TRUE(collection->hasNext());
-  EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(1500));
+  EXPECT_GE(Peer::consumerTimeouts(*collection), 1u);
   EXPECT_EQ(collection->next(), 7);
   producer.join();
 }
@@ -561,11 +558,11 @@ TEST_F(MultiResponseCollectionTest, BoundedAddWaitsForAFreeSlot) {
     collection->add(2, true);
     returned = true;
   });
-  std::this_thread::sleep_for(kSettle);
+  awaitBlockedProducers(*collection, 1, [&] { return returned.load(); });
   EXPECT_FALSE(returned.load());
   ASSERT_TRUE(collection->hasNext());
   EXPECT_EQ(collection->next(), 1);
-  EXPECT_TRUE(eventually([&] { return returned.load(); }));
+  EXPECT_TRUE(waitUntil([&] { return returned.load(); }));
   producer.join();
   collection->allowComplete();
   ASSERT_TRUE(collection->hasNext());
@@ -582,10 +579,10 @@ TEST_F(MultiResponseCollectionTest, RefusedBoundedAddKeepsTheSlotItTook) {
     collection->add(2, false);
     returned = true;
   });
-  std::this_thread::sleep_for(kSettle);
+  awaitBlockedProducers(*collection, 1, [&] { return returned.load(); });
   EXPECT_FALSE(returned.load());  // the only slot is gone
   collection->signalConsumerDone();
-  EXPECT_TRUE(eventually([&] { return returned.load(); }));
+  EXPECT_TRUE(waitUntil([&] { return returned.load(); }));
   producer.join();
 }
 
@@ -654,10 +651,10 @@ TEST_F(MultiResponseCollectionTest, ConsumerDoneWakesProducersBlockedOnAFullBoun
       returned.fetch_add(1);
     });
   }
-  std::this_thread::sleep_for(kSettle);
+  awaitBlockedProducers(*collection, kProducers, [&] { return returned.load() != 0; });
   EXPECT_EQ(returned.load(), 0);
   collection->signalConsumerDone();
-  EXPECT_TRUE(eventually([&] { return returned.load() == kProducers; }));
+  EXPECT_TRUE(waitUntil([&] { return returned.load() == kProducers; }));
   for (auto& producer : producers) producer.join();
   EXPECT_EQ(accepted.load(), kProducers);
 
@@ -692,7 +689,7 @@ TEST_F(MultiResponseCollectionTest, ConsumerDoneMidStreamLetsEveryWriterFinish) 
     ++received[w];
   }
   collection->signalConsumerDone();
-  EXPECT_TRUE(eventually([&] { return finished.load() == kWriters; }));
+  EXPECT_TRUE(waitUntil([&] { return finished.load() == kWriters; }));
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(refusals.load(), 0);
   EXPECT_EQ(orderViolations, 0);
@@ -759,7 +756,7 @@ TEST_F(MultiResponseCollectionTest, WaitForResponseWaitsForAResultFromAnotherThr
   const CollectionPtr collection = Collection::newCollection(0, -1);
   clearTimedWaitRecord();
   std::thread producer([collection] {
-    EXPECT_TRUE(eventually(someoneWaitedSinceClearing));
+    EXPECT_TRUE(waitUntil(someoneWaitedSinceClearing));
     collection->add(6, true);
   });
   EXPECT_TRUE(collection->waitForResponse());
@@ -773,7 +770,7 @@ TEST_F(MultiResponseCollectionTest, WaitForResponseWaitsForCompletionByAnotherTh
   collection->allowComplete();
   clearTimedWaitRecord();
   std::thread writer([collection] {
-    EXPECT_TRUE(eventually(someoneWaitedSinceClearing));
+    EXPECT_TRUE(waitUntil(someoneWaitedSinceClearing));
     collection->unregisterWriter();
   });
   EXPECT_FALSE(collection->waitForResponse());
@@ -788,7 +785,7 @@ TEST_F(MultiResponseCollectionTest, WaitForResponseLosesNoWakeUpThatALaterHasNex
   std::atomic<bool> taken{false};
   std::thread writer([collection, &taken] {
     collection->add(1, true);  // sets the event that waitForResponse() may consume
-    EXPECT_TRUE(eventually([&] { return taken.load(); }));
+    EXPECT_TRUE(waitUntil([&] { return taken.load(); }));
     collection->add(2, true);
     collection->unregisterWriter();
   });

@@ -1,6 +1,7 @@
 #pragma once
 
-// Polling wait for tests whose outcome is produced by another thread.
+// Waiting for an outcome that another thread produces, when nothing notifies
+// its arrival (the state belongs to the code under test).
 
 #include <chrono>
 #include <functional>
@@ -8,14 +9,15 @@
 
 namespace kest::testing {
 
-// Waits until condition holds, checking it every millisecond for up to 30
-// seconds; returns whether it held. The limit only keeps a broken test from
-// hanging: a passing test returns as soon as the condition holds.
+// Checks condition again and again, yielding the processor between checks,
+// until it holds; returns whether it did. There is no pause between checks,
+// so a passing test goes on as soon as the condition holds; the limit of 30
+// seconds only keeps a broken test from hanging.
 inline bool waitUntil(const std::function<bool()>& condition) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   while (!condition()) {
     if (std::chrono::steady_clock::now() >= deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    std::this_thread::yield();
   }
   return true;
 }

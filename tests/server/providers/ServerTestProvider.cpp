@@ -20,8 +20,8 @@
 #include "host/Object.h"
 #include "host/Value.h"
 #include "framework/ProviderEntryPoints.h"
-#include "tests/support/ObjectModelBuilders.h"
-#include "tests/support/TestInstances.h"
+#include "support/ObjectModelBuilders.h"
+#include "support/TestInstances.h"
 
 namespace {
 

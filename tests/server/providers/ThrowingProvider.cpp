@@ -14,16 +14,18 @@
 //   Test_Midway           EnumerateInstances adds 2000 instances first, then
 //                         throws std::runtime_error
 //   Test_MidwaySmall      the same after 2 instances
-//   Test_Slow             EnumerateInstances waits 300 ms, then adds 3
-//                         instances and returns; Associators returns two
-//                         references, to Test_Bar.Tag="b1" (which the test
-//                         provider serves) and to Test_Bar.Tag="none"
+//   Test_Slow             EnumerateInstances adds 3 instances and returns;
+//                         a test may hold it first (SlowEnumerationHold.h).
+//                         Associators returns two references, to
+//                         Test_Bar.Tag="b1" (which the test provider serves)
+//                         and to Test_Bar.Tag="none"
 // Every other class throws an int too.
 
 #include <chrono>
+#include <condition_variable>
 #include <iosfwd>
+#include <mutex>
 #include <stdexcept>
-#include <thread>
 
 #include "framework/Exception.h"
 #include "host/Exception.h"
@@ -32,7 +34,8 @@
 #include "host/Provider.h"
 #include "host/Value.h"
 #include "host/ProviderAbi.h"
-#include "tests/support/ObjectModelBuilders.h"
+#include "support/ObjectModelBuilders.h"
+#include "tests/server/providers/SlowEnumerationHold.h"
 
 namespace {
 
@@ -69,6 +72,44 @@ bool is(const TOVString& className, const char* name) { return className.compare
   }
   throw 42;
 }
+
+// The hold on enumerations of Test_Slow (see SlowEnumerationHold.h).
+class SlowEnumerationHold {
+ public:
+  static SlowEnumerationHold& instance() {
+    static SlowEnumerationHold hold;
+    return hold;
+  }
+
+  void hold() {
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _holding = true;
+    _started = false;
+  }
+  bool awaitStart() {
+    std::unique_lock<std::mutex> lock(_mutex);
+    return _changed.wait_for(lock, std::chrono::seconds(30), [this] { return _started; });
+  }
+  void release() {
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _holding = false;
+    _changed.notify_all();
+  }
+  // Called by an enumeration of Test_Slow: waits while held.
+  void pass() {
+    std::unique_lock<std::mutex> lock(_mutex);
+    if (!_holding) return;
+    _started = true;
+    _changed.notify_all();
+    _changed.wait(lock, [this] { return !_holding; });
+  }
+
+ private:
+  std::mutex _mutex;
+  std::condition_variable _changed;
+  bool _holding = false;  // guarded by _mutex
+  bool _started = false;  // guarded by _mutex
+};
 
 TOVString classOf(const TOVSmrPtr<ITovaInstanceName>& name) {
   return name ? name->getClassname() : TOVString();
@@ -121,7 +162,7 @@ class ThrowingProvider : public kest::IProvider {
                           const TOVString& className, const TOVSmrPtr<ITovaTransaction>&,
                           const PropertyList&) override {
     const bool slow = is(className, "Test_Slow");
-    if (slow) std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    if (slow) SlowEnumerationHold::instance().pass();
     const int count = is(className, "Test_Midway")        ? 2000
                       : is(className, "Test_MidwaySmall") ? 2
                       : slow                              ? 3
@@ -226,6 +267,18 @@ class ThrowingProvider : public kest::IProvider {
 }  // namespace
 
 KEST_PROVIDER_OBJECT_ENTRY_POINTS(ThrowingProvider)
+
+extern "C" __attribute__((visibility("default"))) void kest_test_hold_slow_enumerations() {
+  SlowEnumerationHold::instance().hold();
+}
+
+extern "C" __attribute__((visibility("default"))) bool kest_test_await_slow_enumeration() {
+  return SlowEnumerationHold::instance().awaitStart();
+}
+
+extern "C" __attribute__((visibility("default"))) void kest_test_release_slow_enumerations() {
+  SlowEnumerationHold::instance().release();
+}
 
 KEST_PROVIDER_EXPORT void kest_provider_declare_classes(kest::IProvider*,
                                                         KestDeclareClassFunction declare,

@@ -8,7 +8,7 @@
 // each call so that a test can check what the framework did; everything else
 // is the framework's own Provider (BasicTestProvider<Base> does the same on
 // top of another framework provider class, such as SynchronizedProvider). The instances it serves
-// are kest::testing::TestInstance (tests/support/TestInstances.h).
+// are kest::testing::TestInstance (support/TestInstances.h).
 
 #include <algorithm>
 #include <string>
@@ -22,7 +22,7 @@
 #include "host/SmartPointer.h"
 #include "host/String.h"
 #include "host/Value.h"
-#include "tests/support/TestInstances.h"
+#include "support/TestInstances.h"
 
 namespace kest::testing {
 

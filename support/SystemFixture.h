@@ -1,9 +1,10 @@
 #pragma once
 
-// A machine for the system provider's tests: a temporary directory shaped
-// like / with the /proc and /sys files the provider reads, filled by the test,
-// and a table of statvfs figures per mount point. Results read from it are
-// exact and repeatable: clock ticks are 100 a second and pages 4096 bytes.
+// A machine for the system provider's tests and benchmarks: a temporary
+// directory shaped like / with the /proc and /sys files the provider reads,
+// filled by the test, and a table of statvfs figures per mount point. Results
+// read from it are exact and repeatable: clock ticks are 100 a second and
+// pages 4096 bytes.
 
 #include <stdlib.h>
 

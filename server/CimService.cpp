@@ -3,6 +3,7 @@
 #include <memory>
 #include <utility>
 
+#include "host/Ascii.h"
 #include "host/Log.h"
 
 namespace kest::server {
@@ -23,14 +24,6 @@ void logFailure(const std::string& methodName, const CimError& error) {
                         error.description()),
               error.code() == CIM_ERR_FAILED ? TOVLog::SEVERITY_WARNING : TOVLog::SEVERITY_INFO, 2,
               0, TOVLog::CIMOMLOG);
-}
-
-std::string folded(std::string_view text) {
-  std::string result(text);
-  for (char& c : result) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return result;
 }
 
 std::string_view withoutSlashes(std::string_view text) {
@@ -80,12 +73,13 @@ std::string objectMismatch(const std::string& object, const CimRequest& request)
     className = std::string_view(decoded).substr(colon + 1);
     className = className.substr(0, className.find('.'));
   }
-  if (folded(withoutSlashes(nameSpace)) != folded(withoutSlashes(request.nameSpace.view()))) {
+  if (!ascii::equalsIgnoreCase(withoutSlashes(nameSpace),
+                               withoutSlashes(request.nameSpace.view()))) {
     return "CIMObject " + decoded + " does not name the namespace " +
            request.nameSpace.toStdString();
   }
   if (request.operation == CimOperation::MethodCall &&
-      folded(className) != folded(request.className.view())) {
+      !ascii::equalsIgnoreCase(className, request.className.view())) {
     return "CIMObject " + decoded + " does not name the class " + request.className.toStdString();
   }
   return std::string();
@@ -135,7 +129,7 @@ CimService::CimService(const RequestParser& parser, const Dispatcher& dispatcher
 
 CimResponse CimService::handle(const CimHttpRequest& http) const {
   const std::optional<std::string> operation = http.header("CIMOperation");
-  if (!operation || folded(*operation) != "methodcall") {
+  if (!operation || !ascii::equalsIgnoreCase(*operation, "methodcall")) {
     return rejection(400, "unsupported-operation",
                      operation ? "CIMOperation " + *operation + " is not MethodCall"
                                : "the request has no CIMOperation header");
@@ -157,7 +151,7 @@ CimResponse CimService::handle(const CimHttpRequest& http) const {
   } catch (const RequestRejected& rejected) {
     return rejection(rejected.httpStatus(), rejected.cimError(), rejected.detail());
   }
-  if (folded(percentDecoded(*method)) != folded(parsed.methodName)) {
+  if (!ascii::equalsIgnoreCase(percentDecoded(*method), parsed.methodName)) {
     return rejection(400, "header-mismatch",
                      "CIMMethod " + *method + " does not match the method " + parsed.methodName);
   }

@@ -26,6 +26,7 @@
 #include <thread>
 #include <utility>
 
+#include "host/Ascii.h"
 #include "host/Log.h"
 
 namespace kest::server {
@@ -47,13 +48,6 @@ std::string openSslError() {
   char text[256];
   ERR_error_string_n(code, text, sizeof text);
   ERR_clear_error();
-  return text;
-}
-
-std::string lowered(std::string text) {
-  for (char& c : text) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
   return text;
 }
 
@@ -434,7 +428,7 @@ class SinkBody : public ResponseBody {
 // True when the Authorization header carries exactly user:password. The
 // comparison takes the same time whatever the credentials given.
 bool authorized(const std::string& header, const std::string& expected) {
-  if (lowered(header.substr(0, 6)) != "basic ") return false;
+  if (!ascii::equalsIgnoreCase(header.substr(0, 6), "basic ")) return false;
   std::string encoded = header.substr(6);
   while (!encoded.empty() && encoded.front() == ' ') encoded.erase(0, 1);
   while (!encoded.empty() && encoded.back() == ' ') encoded.pop_back();
@@ -460,7 +454,7 @@ bool authorized(const std::string& header, const std::string& expected) {
 // when it has none.
 std::string extensionPrefix(const std::string& man) {
   if (man.find(kCimMapping) == std::string::npos) return std::string();
-  const std::size_t ns = lowered(man).find("ns=");
+  const std::size_t ns = ascii::folded(man).find("ns=");
   if (ns == std::string::npos) return std::string();
   std::size_t end = ns + 3;
   while (end < man.size() && man[end] >= '0' && man[end] <= '9') ++end;

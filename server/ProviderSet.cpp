@@ -1,5 +1,6 @@
 #include "server/ProviderSet.h"
 
+#include "host/Ascii.h"
 #include "host/Log.h"
 #include "server/CimError.h"
 #include "server/ServerProviderContext.h"
@@ -9,14 +10,6 @@ namespace kest::server {
 namespace {
 
 const TOVString kSource("kest::server::ProviderSet");
-
-std::string folded(const TOVString& text) {
-  std::string result = text.toStdString();
-  for (char& c : result) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return result;
-}
 
 // Runs step on provider; anything it throws becomes a ProviderError naming
 // the step.
@@ -40,7 +33,7 @@ ProviderSet::~ProviderSet() {
 }
 
 std::string ProviderSet::routeKey(const TOVString& nameSpace, const TOVString& className) {
-  return folded(nameSpace) + ":" + folded(className);
+  return ascii::folded(nameSpace.view()) + ":" + ascii::folded(className.view());
 }
 
 void ProviderSet::start(const std::vector<ProviderSpec>& specs,

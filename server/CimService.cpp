@@ -5,25 +5,19 @@
 
 #include "host/Ascii.h"
 #include "host/Log.h"
+#include "server/Logging.h"
 
 namespace kest::server {
 
 namespace {
 
-const TOVString kSource("kest::server::CimService");
-
-void logWarning(const std::string& message) {
-  TOVLog::log(kSource, TOVString(message), TOVLog::SEVERITY_WARNING, 2, 0, TOVLog::CIMOMLOG);
-}
+const ServerLog kLog("kest::server::CimService");
 
 // A failed operation: a warning when the provider or the server failed
 // (CIM_ERR_FAILED), information for the errors a client causes.
 void logFailure(const std::string& methodName, const CimError& error) {
-  TOVLog::log(kSource,
-              TOVString(methodName + " failed: " + cimStatusName(error.code()) + ": " +
-                        error.description()),
-              error.code() == CIM_ERR_FAILED ? TOVLog::SEVERITY_WARNING : TOVLog::SEVERITY_INFO, 2,
-              0, TOVLog::CIMOMLOG);
+  kLog.write(error.code() == CIM_ERR_FAILED ? TOVLog::SEVERITY_WARNING : TOVLog::SEVERITY_INFO,
+             methodName + " failed: " + cimStatusName(error.code()) + ": " + error.description());
 }
 
 std::string_view withoutSlashes(std::string_view text) {
@@ -33,7 +27,7 @@ std::string_view withoutSlashes(std::string_view text) {
 }
 
 CimResponse rejection(int status, std::string cimError, std::string detail) {
-  logWarning("request refused: " + std::to_string(status) + " " + cimError + ": " + detail);
+  kLog.warning("request refused: " + std::to_string(status) + " " + cimError + ": " + detail);
   CimResponse response;
   response.httpStatus = status;
   response.cimError = std::move(cimError);

@@ -4,10 +4,10 @@
 
 #include "host/CimType.h"
 #include "host/List.h"
-#include "host/Log.h"
 #include "host/NameSpacePath.h"
 #include "host/Utf8.h"
 #include "server/CimError.h"
+#include "server/Logging.h"
 
 namespace kest::server {
 
@@ -129,7 +129,8 @@ bool isNumeric(CimTypeCode code) {
 bool isNull(const TOVSmrPtr<ITovaValue>& value) { return !value || value->isNullValue(); }
 
 void logLeftOut(const TOVString& what) {
-  TOVLog::log("kest::server::CimXmlWriter", what, TOVLog::SEVERITY_WARNING, 2, 0, TOVLog::CIMOMLOG);
+  static const ServerLog log("kest::server::CimXmlWriter");
+  log.warning(what);
 }
 
 }  // namespace

@@ -3,14 +3,20 @@
 #include <stdexcept>
 #include <utility>
 
-#include "host/Log.h"
 #include "server/CimService.h"
 #include "server/Dispatcher.h"
+#include "server/Logging.h"
 #include "server/MofClasses.h"
 #include "server/ProviderSet.h"
 #include "server/RequestParser.h"
 
 namespace kest::server {
+
+namespace {
+
+const ServerLog kLog("kest::server::Server");
+
+}  // namespace
 
 // The server's components, in the order they depend on each other.
 struct Server::Parts {
@@ -49,8 +55,7 @@ int Server::start() {
   if (!_settings.mofFiles.empty()) {
     for (const std::string& warning :
          defineMofClasses(_settings.mofFiles, _settings.nameSpaces[0], _parts->catalog)) {
-      TOVLog::log("kest::server::Server", TOVString(warning), TOVLog::SEVERITY_WARNING, 2, 0,
-                  TOVLog::CIMOMLOG);
+      kLog.warning(warning);
     }
   }
   _parts->providers.start(providers, _parts->catalog.repository(), TOVString(_settings.workArea),
@@ -61,8 +66,7 @@ int Server::start() {
     _parts->providers.shutdown();
     throw;
   }
-  TOVLog::log("kest::server::Server", TOVString("kest-server listening on " + url()),
-              TOVLog::SEVERITY_INFO, 2, 0, TOVLog::CIMOMLOG);
+  kLog.info("kest-server listening on " + url());
   return _port;
 }
 
@@ -70,8 +74,7 @@ void Server::stop() {
   if (!_parts->frontEnd.running()) return;
   _parts->frontEnd.stop();
   _parts->providers.shutdown();
-  TOVLog::log("kest::server::Server", "kest-server stopped", TOVLog::SEVERITY_INFO, 2, 0,
-              TOVLog::CIMOMLOG);
+  kLog.info("kest-server stopped");
 }
 
 std::string Server::url() const {

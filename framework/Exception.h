@@ -14,6 +14,10 @@ namespace kest::pf {
 //   17665  an operation needs a declared class and was given an undeclared one;
 //   17666  the object named by a method call is not cached;
 //   17667  a value read as a type it does not hold.
+// getCimStatus() gives the CIM status each code stands for: 7
+// CIM_ERR_NOT_SUPPORTED, 17664 CIM_ERR_INVALID_PARAMETER, 17665
+// CIM_ERR_INVALID_CLASS, 17666 CIM_ERR_NOT_FOUND; 17667 (the provider's own
+// mistake, not the client's) and any other code CIM_ERR_FAILED.
 //
 // The copy constructor copies where, message and code only: a copy reports
 // an empty type and an empty who. Throw prvalues (throw Exception(...)) and
@@ -25,6 +29,8 @@ class Exception : public TovaBaseException {
   Exception(const TOVString& who, const TOVString& where, const TOVString& message, int code);
   Exception(const Exception& other);
   ~Exception() override;
+
+  int getCimStatus() const override;
 };
 
 }  // namespace kest::pf

@@ -1,6 +1,35 @@
 #include "host/CimType.h"
 
+#include <array>
+
+#include "host/Ascii.h"
+
 namespace {
+
+struct NamedCode {
+  CimTypeCode code;
+  const char* name;
+};
+
+// The one table of CIM type names, in the order of CimTypeCode.
+constexpr std::array<NamedCode, 16> kNamedCodes = {{
+    {CimTypeCode::Boolean, "boolean"},
+    {CimTypeCode::UInt8, "uint8"},
+    {CimTypeCode::SInt8, "sint8"},
+    {CimTypeCode::UInt16, "uint16"},
+    {CimTypeCode::SInt16, "sint16"},
+    {CimTypeCode::UInt32, "uint32"},
+    {CimTypeCode::SInt32, "sint32"},
+    {CimTypeCode::UInt64, "uint64"},
+    {CimTypeCode::SInt64, "sint64"},
+    {CimTypeCode::Real32, "real32"},
+    {CimTypeCode::Real64, "real64"},
+    {CimTypeCode::Char16, "char16"},
+    {CimTypeCode::String, "string"},
+    {CimTypeCode::DateTime, "datetime"},
+    {CimTypeCode::Reference, "reference"},
+    {CimTypeCode::Object, "object"},
+}};
 
 bool isIntrinsic(CimTypeCode code) {
   return code != CimTypeCode::Reference && code != CimTypeCode::Object;
@@ -50,41 +79,24 @@ TOVSmrPtr<ITovaType> CTovaType::elementType() const {
 }
 
 const char* CTovaType::codeName(CimTypeCode code) {
-  switch (code) {
-    case CimTypeCode::Boolean:
-      return "boolean";
-    case CimTypeCode::UInt8:
-      return "uint8";
-    case CimTypeCode::SInt8:
-      return "sint8";
-    case CimTypeCode::UInt16:
-      return "uint16";
-    case CimTypeCode::SInt16:
-      return "sint16";
-    case CimTypeCode::UInt32:
-      return "uint32";
-    case CimTypeCode::SInt32:
-      return "sint32";
-    case CimTypeCode::UInt64:
-      return "uint64";
-    case CimTypeCode::SInt64:
-      return "sint64";
-    case CimTypeCode::Real32:
-      return "real32";
-    case CimTypeCode::Real64:
-      return "real64";
-    case CimTypeCode::Char16:
-      return "char16";
-    case CimTypeCode::String:
-      return "string";
-    case CimTypeCode::DateTime:
-      return "datetime";
-    case CimTypeCode::Reference:
-      return "reference";
-    case CimTypeCode::Object:
-      return "object";
+  for (const NamedCode& named : kNamedCodes) {
+    if (named.code == code) return named.name;
   }
   return "";
+}
+
+std::optional<CimTypeCode> CTovaType::codeNamed(std::string_view name) {
+  for (const NamedCode& named : kNamedCodes) {
+    if (name == named.name) return named.code;
+  }
+  return std::nullopt;
+}
+
+std::optional<CimTypeCode> CTovaType::codeNamedIgnoringCase(std::string_view name) {
+  for (const NamedCode& named : kNamedCodes) {
+    if (kest::ascii::equalsIgnoreCase(name, named.name)) return named.code;
+  }
+  return std::nullopt;
 }
 
 TOVSmrPtr<ITovaType> CTovaType::reference(const TOVString& className) {
@@ -121,10 +133,7 @@ CimTypeCode CTovaType::codeOf(const ITovaType& type) {
   if (const auto* own = dynamic_cast<const CTovaType*>(&type)) return own->getCode();
   if (type.isReference()) return CimTypeCode::Reference;
   if (type.isObject()) return CimTypeCode::Object;
-  const TOVString name = type.getName();
-  for (int i = 0; i <= static_cast<int>(CimTypeCode::DateTime); ++i) {
-    const auto code = static_cast<CimTypeCode>(i);
-    if (name == codeName(code)) return code;
-  }
+  const std::optional<CimTypeCode> named = codeNamed(type.getName().view());
+  if (named && isIntrinsic(*named)) return *named;
   return CimTypeCode::String;
 }

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <optional>
+#include <string_view>
+
 #include "host/SmartPointer.h"
 #include "host/String.h"
 
@@ -72,6 +75,11 @@ class CTovaType : public ITovaType {
   // Name of a type code as CIM writes it ("boolean", "uint8", ..., "datetime",
   // "reference", "object").
   static const char* codeName(CimTypeCode code);
+  // The reverse of codeName(): the code whose name is exactly name
+  // ("uint32", ..., "reference", "object"); nullopt for any other text.
+  static std::optional<CimTypeCode> codeNamed(std::string_view name);
+  // The same, with the name in any case ("UInt32"), as MOF writes types.
+  static std::optional<CimTypeCode> codeNamedIgnoringCase(std::string_view name);
 
   static TOVSmrPtr<ITovaType> reference(const TOVString& className);
   static TOVSmrPtr<ITovaType> object(const TOVString& className);

@@ -1,5 +1,6 @@
 #include "host/Exception.h"
 
+#include "host/CimStatus.h"
 #include "host/List.h"
 
 TovaBaseException::TovaBaseException(const TOVString& type, const TOVString& where,
@@ -11,6 +12,8 @@ TovaBaseException::~TovaBaseException() = default;
 TOVSmrPtr<TOVValSlist<TOVSmrPtr<ITovaObject>>> TovaBaseException::getInstances() const {
   return TOVSmrPtr<TOVValSlist<TOVSmrPtr<ITovaObject>>>();
 }
+
+int TovaBaseException::getCimStatus() const { return CIM_ERR_FAILED; }
 
 TOVNullPointerException::TOVNullPointerException()
     : TovaBaseException("NullPointer", "TOVSmrPtr::operator->", "", "null pointer dereferenced",

@@ -31,6 +31,12 @@ class TovaBaseException : public std::exception {
   virtual int getCode() const { return _code; }
   // Objects attached to the error; the host attaches none, so always null.
   virtual TOVSmrPtr<TOVValSlist<TOVSmrPtr<ITovaObject>>> getInstances() const;
+  // The CIM status (a CimStatus value, host/CimStatus.h) a client is given
+  // when this error ends a request. CIM_ERR_FAILED here; a class whose codes carry a more
+  // precise meaning (CIM_ERR_NOT_FOUND, CIM_ERR_INVALID_PARAMETER, ...)
+  // overrides it, so that the mapping of its codes stays with the code that
+  // raises them.
+  virtual int getCimStatus() const;
 
   const char* what() const noexcept override { return _message.c_str(); }
 

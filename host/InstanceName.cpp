@@ -6,17 +6,14 @@
 #include <string_view>
 #include <vector>
 
+#include "host/Ascii.h"
 #include "host/Object.h"
 #include "host/Value.h"
 
 namespace {
 
-inline char foldLower(char c) {
-  return (c >= 'A' && c <= 'Z') ? static_cast<char>(c + ('a' - 'A')) : c;
-}
-
 void appendLowered(std::string& out, std::string_view text) {
-  for (char c : text) out.push_back(foldLower(c));
+  for (char c : text) out.push_back(kest::ascii::toLower(c));
 }
 
 // Appends text in double quotes, with backslash and double quote escaped by a

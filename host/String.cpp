@@ -6,17 +6,7 @@
 #include <new>
 #include <ostream>
 
-namespace {
-
-inline unsigned char foldLower(unsigned char c) {
-  return (c >= 'A' && c <= 'Z') ? static_cast<unsigned char>(c + ('a' - 'A')) : c;
-}
-
-inline unsigned char foldUpper(unsigned char c) {
-  return (c >= 'a' && c <= 'z') ? static_cast<unsigned char>(c - ('a' - 'A')) : c;
-}
-
-}  // namespace
+#include "host/Ascii.h"
 
 TOVString::Rep* TOVString::allocate(std::size_t capacity) {
   if (capacity > std::numeric_limits<std::uint32_t>::max() - sizeof(Rep)) {
@@ -106,18 +96,13 @@ TOVString TOVString::fromUInt(unsigned long long value) {
 
 int TOVString::compareTo(const TOVString& other, int flag) const noexcept {
   if (_rep == other._rep) return 0;
+  if (flag == 0) return kest::ascii::compareIgnoreCase(view(), other.view());
   const auto* a = reinterpret_cast<const unsigned char*>(c_str());
   const auto* b = reinterpret_cast<const unsigned char*>(other.c_str());
   const std::size_t la = length();
   const std::size_t lb = other.length();
   const std::size_t n = la < lb ? la : lb;
-  if (flag == 0) {
-    for (std::size_t i = 0; i < n; ++i) {
-      const unsigned char ca = foldLower(a[i]);
-      const unsigned char cb = foldLower(b[i]);
-      if (ca != cb) return ca < cb ? -1 : 1;
-    }
-  } else if (n != 0) {
+  if (n != 0) {
     const int r = std::memcmp(a, b, n);
     if (r != 0) return r < 0 ? -1 : 1;
   }
@@ -162,7 +147,7 @@ TOVString& TOVString::toUpper() {
   if (_rep == nullptr) return *this;
   reserveUnshared(_rep->length);
   for (std::uint32_t i = 0; i < _rep->length; ++i) {
-    _rep->text[i] = static_cast<char>(foldUpper(static_cast<unsigned char>(_rep->text[i])));
+    _rep->text[i] = kest::ascii::toUpper(_rep->text[i]);
   }
   return *this;
 }
@@ -171,7 +156,7 @@ TOVString& TOVString::toLower() {
   if (_rep == nullptr) return *this;
   reserveUnshared(_rep->length);
   for (std::uint32_t i = 0; i < _rep->length; ++i) {
-    _rep->text[i] = static_cast<char>(foldLower(static_cast<unsigned char>(_rep->text[i])));
+    _rep->text[i] = kest::ascii::toLower(_rep->text[i]);
   }
   return *this;
 }

@@ -7,9 +7,11 @@
 #include <system_error>
 #include <utility>
 
+#include "host/Ascii.h"
 #include "host/Exception.h"
 #include "host/InstanceName.h"
 #include "host/Object.h"
+#include "host/Utf8.h"
 
 namespace {
 
@@ -25,21 +27,9 @@ TOVString numberText(T number) {
 // UTF-8 form of one UTF-16 code unit (a lone surrogate is encoded like any
 // other code point, so that no value is lost).
 TOVString char16Text(TOVchar16 c) {
-  char buffer[3];
-  const auto unit = static_cast<unsigned>(c);
-  if (unit < 0x80) {
-    buffer[0] = static_cast<char>(unit);
-    return TOVString(buffer, 1);
-  }
-  if (unit < 0x800) {
-    buffer[0] = static_cast<char>(0xC0 | (unit >> 6));
-    buffer[1] = static_cast<char>(0x80 | (unit & 0x3F));
-    return TOVString(buffer, 2);
-  }
-  buffer[0] = static_cast<char>(0xE0 | (unit >> 12));
-  buffer[1] = static_cast<char>(0x80 | ((unit >> 6) & 0x3F));
-  buffer[2] = static_cast<char>(0x80 | (unit & 0x3F));
-  return TOVString(buffer, 3);
+  std::string text;
+  kest::appendUtf8(text, static_cast<char32_t>(c));
+  return TOVString(text);
 }
 
 // The first UTF-16 code unit of UTF-8 text (0 for empty text); the inverse
@@ -53,16 +43,6 @@ TOVchar16 char16FromText(std::string_view text) {
   if (lead < 0x80) return static_cast<TOVchar16>(lead);
   if ((lead & 0xE0) == 0xC0) return static_cast<TOVchar16>(((lead & 0x1F) << 6) | byte(1));
   return static_cast<TOVchar16>(((lead & 0x0F) << 12) | (byte(1) << 6) | byte(2));
-}
-
-bool equalsIgnoringCase(std::string_view text, std::string_view lowered) {
-  if (text.size() != lowered.size()) return false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    char c = text[i];
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
-    if (c != lowered[i]) return false;
-  }
-  return true;
 }
 
 // Parses the whole of text as a number of type T; false when text is empty,
@@ -420,8 +400,8 @@ bool CTovaValue::getAsBool() const {
     if (const auto* b = std::get_if<bool>(&_payload)) return *b;
     if (_code == CimTypeCode::String) {
       if (const auto* text = std::get_if<TOVString>(&_payload)) {
-        if (equalsIgnoringCase(text->view(), "true")) return true;
-        if (equalsIgnoringCase(text->view(), "false")) return false;
+        if (kest::ascii::equalsIgnoreCase(text->view(), "true")) return true;
+        if (kest::ascii::equalsIgnoreCase(text->view(), "false")) return false;
         throwConversion(kWhere, kWanted, "neither true nor false");
       }
     }

@@ -3,34 +3,21 @@
 #include <memory>
 #include <utility>
 
+#include "host/Ascii.h"
 #include "host/Log.h"
+#include "server/Logging.h"
 
 namespace kest::server {
 
 namespace {
 
-const TOVString kSource("kest::server::CimService");
-
-void logWarning(const std::string& message) {
-  TOVLog::log(kSource, TOVString(message), TOVLog::SEVERITY_WARNING, 2, 0, TOVLog::CIMOMLOG);
-}
+const ServerLog kLog("kest::server::CimService");
 
 // A failed operation: a warning when the provider or the server failed
 // (CIM_ERR_FAILED), information for the errors a client causes.
 void logFailure(const std::string& methodName, const CimError& error) {
-  TOVLog::log(kSource,
-              TOVString(methodName + " failed: " + cimStatusName(error.code()) + ": " +
-                        error.description()),
-              error.code() == CIM_ERR_FAILED ? TOVLog::SEVERITY_WARNING : TOVLog::SEVERITY_INFO, 2,
-              0, TOVLog::CIMOMLOG);
-}
-
-std::string folded(std::string_view text) {
-  std::string result(text);
-  for (char& c : result) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return result;
+  kLog.write(error.code() == CIM_ERR_FAILED ? TOVLog::SEVERITY_WARNING : TOVLog::SEVERITY_INFO,
+             methodName + " failed: " + cimStatusName(error.code()) + ": " + error.description());
 }
 
 std::string_view withoutSlashes(std::string_view text) {
@@ -40,7 +27,7 @@ std::string_view withoutSlashes(std::string_view text) {
 }
 
 CimResponse rejection(int status, std::string cimError, std::string detail) {
-  logWarning("request refused: " + std::to_string(status) + " " + cimError + ": " + detail);
+  kLog.warning("request refused: " + std::to_string(status) + " " + cimError + ": " + detail);
   CimResponse response;
   response.httpStatus = status;
   response.cimError = std::move(cimError);
@@ -80,12 +67,13 @@ std::string objectMismatch(const std::string& object, const CimRequest& request)
     className = std::string_view(decoded).substr(colon + 1);
     className = className.substr(0, className.find('.'));
   }
-  if (folded(withoutSlashes(nameSpace)) != folded(withoutSlashes(request.nameSpace.view()))) {
+  if (!ascii::equalsIgnoreCase(withoutSlashes(nameSpace),
+                               withoutSlashes(request.nameSpace.view()))) {
     return "CIMObject " + decoded + " does not name the namespace " +
            request.nameSpace.toStdString();
   }
   if (request.operation == CimOperation::MethodCall &&
-      folded(className) != folded(request.className.view())) {
+      !ascii::equalsIgnoreCase(className, request.className.view())) {
     return "CIMObject " + decoded + " does not name the class " + request.className.toStdString();
   }
   return std::string();
@@ -135,7 +123,7 @@ CimService::CimService(const RequestParser& parser, const Dispatcher& dispatcher
 
 CimResponse CimService::handle(const CimHttpRequest& http) const {
   const std::optional<std::string> operation = http.header("CIMOperation");
-  if (!operation || folded(*operation) != "methodcall") {
+  if (!operation || !ascii::equalsIgnoreCase(*operation, "methodcall")) {
     return rejection(400, "unsupported-operation",
                      operation ? "CIMOperation " + *operation + " is not MethodCall"
                                : "the request has no CIMOperation header");
@@ -157,7 +145,7 @@ CimResponse CimService::handle(const CimHttpRequest& http) const {
   } catch (const RequestRejected& rejected) {
     return rejection(rejected.httpStatus(), rejected.cimError(), rejected.detail());
   }
-  if (folded(percentDecoded(*method)) != folded(parsed.methodName)) {
+  if (!ascii::equalsIgnoreCase(percentDecoded(*method), parsed.methodName)) {
     return rejection(400, "header-mismatch",
                      "CIMMethod " + *method + " does not match the method " + parsed.methodName);
   }

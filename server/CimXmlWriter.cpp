@@ -4,9 +4,10 @@
 
 #include "host/CimType.h"
 #include "host/List.h"
-#include "host/Log.h"
 #include "host/NameSpacePath.h"
+#include "host/Utf8.h"
 #include "server/CimError.h"
+#include "server/Logging.h"
 
 namespace kest::server {
 
@@ -35,29 +36,15 @@ namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";  // U+FFFD
 
-// Length of the well-formed UTF-8 sequence at s (at most n bytes) that XML 1.0
-// allows, or 0.
-std::size_t allowedUtf8Length(const unsigned char* s, std::size_t n) {
-  auto continuation = [&](std::size_t i) { return i < n && (s[i] & 0xC0) == 0x80; };
-  const unsigned char lead = s[0];
-  if (lead >= 0xC2 && lead <= 0xDF) return continuation(1) ? 2 : 0;
-  if (lead >= 0xE0 && lead <= 0xEF) {
-    if (n < 2) return 0;
-    const unsigned char second = s[1];
-    if (lead == 0xE0 && second < 0xA0) return 0;  // overlong
-    if (lead == 0xED && second > 0x9F) return 0;  // surrogates
-    if (!continuation(1) || !continuation(2)) return 0;
-    if (lead == 0xEF && second == 0xBF && (s[2] == 0xBE || s[2] == 0xBF)) return 0;  // U+FFFE/F
-    return 3;
+// Length of the well-formed UTF-8 sequence at in[at] that XML 1.0 allows
+// (every one but the noncharacters U+FFFE and U+FFFF), or 0.
+std::size_t allowedUtf8Length(std::string_view in, std::size_t at) {
+  const std::size_t length = kest::utf8SequenceLength(in, at);
+  if (length == 3 && in.substr(at, 2) == "\xEF\xBF" &&
+      (in[at + 2] == '\xBE' || in[at + 2] == '\xBF')) {
+    return 0;
   }
-  if (lead >= 0xF0 && lead <= 0xF4) {
-    if (n < 2) return 0;
-    const unsigned char second = s[1];
-    if (lead == 0xF0 && second < 0x90) return 0;  // overlong
-    if (lead == 0xF4 && second > 0x8F) return 0;  // beyond U+10FFFF
-    return continuation(1) && continuation(2) && continuation(3) ? 4 : 0;
-  }
-  return 0;
+  return length;
 }
 
 void appendEscaped(std::string& out, std::string_view in, bool attribute) {
@@ -73,7 +60,7 @@ void appendEscaped(std::string& out, std::string_view in, bool attribute) {
     }
     out.append(in.data() + runStart, i - runStart);
     if (c >= 0x80) {
-      const std::size_t length = allowedUtf8Length(s + i, n - i);
+      const std::size_t length = allowedUtf8Length(in, i);
       if (length > 0) {
         out.append(in.data() + i, length);
         i += length;
@@ -142,7 +129,8 @@ bool isNumeric(CimTypeCode code) {
 bool isNull(const TOVSmrPtr<ITovaValue>& value) { return !value || value->isNullValue(); }
 
 void logLeftOut(const TOVString& what) {
-  TOVLog::log("kest::server::CimXmlWriter", what, TOVLog::SEVERITY_WARNING, 2, 0, TOVLog::CIMOMLOG);
+  static const ServerLog log("kest::server::CimXmlWriter");
+  log.warning(what);
 }
 
 }  // namespace

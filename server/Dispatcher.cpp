@@ -6,11 +6,12 @@
 #include <utility>
 
 #include "host/ActualParameter.h"
+#include "host/Ascii.h"
 #include "host/Collector.h"
 #include "host/List.h"
-#include "host/Log.h"
 #include "host/Repository.h"
 #include "server/CimError.h"
+#include "server/Logging.h"
 #include "server/RequestParser.h"
 #include "server/repository/ClassDefinition.h"
 
@@ -18,13 +19,13 @@ namespace kest::server {
 
 namespace {
 
-const TOVString kSource("kest::server::Dispatcher");
+const ServerLog kLog("kest::server::Dispatcher");
 
-void logWarning(const TOVString& message) {
-  TOVLog::log(kSource, message, TOVLog::SEVERITY_WARNING, 2, 0, TOVLog::CIMOMLOG);
+void logWarning(const TOVString& message) { kLog.warning(message); }
+
+bool sameName(const TOVString& a, const TOVString& b) {
+  return kest::ascii::equalsIgnoreCase(a.view(), b.view());
 }
-
-bool sameName(const TOVString& a, const TOVString& b) { return a.compareTo(b, 0) == 0; }
 
 // The transaction the server hands a provider for one call.
 class ServerTransaction : public ITovaTransaction {
@@ -291,10 +292,8 @@ void writeObjectPath(CimXmlWriter& writer, const TOVSmrPtr<ITovaInstanceName>& n
 
 void UndeclaredPropertyLog::report(const TOVString& nameSpace, const TOVString& className,
                                    const std::vector<TOVString>& propertyNames) {
-  std::string key = nameSpace.toStdString() + ":" + className.toStdString();
-  for (char& c : key) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
+  const std::string key =
+      kest::ascii::folded(nameSpace.view()) + ":" + kest::ascii::folded(className.view());
   {
     std::lock_guard<std::mutex> lock(_mutex);
     if (!_logged.insert(key).second) return;
@@ -583,9 +582,8 @@ void Dispatcher::references(const CimRequest& request, const Target& target,
       [&](kest::ICollector<TOVSmrPtr<ITovaObject>>& collector) {
         kest::IProvider& provider = target.provider->provider();
         TransactionScope scope(provider, request.methodName);
-        provider.references(collector, request.nameSpace, request.instanceName,
-                            scope.transaction(), request.resultClass, request.role,
-                            providerPropertyList(request));
+        provider.references(collector, request.nameSpace, request.instanceName, scope.transaction(),
+                            request.resultClass, request.role, providerPropertyList(request));
       },
       [&](const TOVSmrPtr<ITovaObject>& object) {
         writeObjectWithPath(writer, object, selection, "References");
@@ -688,8 +686,8 @@ void Dispatcher::methodCall(const CimRequest& request, const Target& target,
       cls ? cls->findMethod(TOVString(request.methodName)) : nullptr;
   const TOVString where = TOVString(request.methodName);
   if (method != nullptr) {
-    returnValue =
-        withDeclaredType(returnValue, method->returnType.hostType(), "The return value of " + where);
+    returnValue = withDeclaredType(returnValue, method->returnType.hostType(),
+                                   "The return value of " + where);
   }
   if (returnValue) writer.returnValue(*returnValue);
   for (const TOVParameter& parameter : *out) {

@@ -26,20 +26,17 @@
 #include <thread>
 #include <utility>
 
-#include "host/Log.h"
+#include "host/Ascii.h"
+#include "server/Logging.h"
 
 namespace kest::server {
 
 namespace {
 
-const TOVString kSource("kest::server::HttpFrontEnd");
+const ServerLog kLog("kest::server::HttpFrontEnd");
 constexpr const char* kXmlContentType = "application/xml; charset=\"utf-8\"";
 constexpr const char* kCimMapping = "http://www.dmtf.org/cim/mapping/http/v1.0";
 constexpr std::size_t kMaxRequestsPerConnection = 1000000;
-
-void logMessage(int severity, const std::string& message) {
-  TOVLog::log(kSource, TOVString(message), severity, 2, 0, TOVLog::CIMOMLOG);
-}
 
 std::string openSslError() {
   const unsigned long code = ERR_get_error();
@@ -47,13 +44,6 @@ std::string openSslError() {
   char text[256];
   ERR_error_string_n(code, text, sizeof text);
   ERR_clear_error();
-  return text;
-}
-
-std::string lowered(std::string text) {
-  for (char& c : text) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
   return text;
 }
 
@@ -90,9 +80,8 @@ class Connection : public httplib::Stream {
   ssize_t read(char* ptr, size_t size) override {
     if (buffered() == 0 && !fill(false)) return -1;
     if (_requestBytes >= _maxRequestBytes) {
-      logMessage(TOVLog::SEVERITY_WARNING, "a request from " + peer() + " exceeds " +
-                                               std::to_string(_maxRequestBytes) +
-                                               " bytes; connection closed");
+      kLog.warning("a request from " + peer() + " exceeds " + std::to_string(_maxRequestBytes) +
+                   " bytes; connection closed");
       return -1;
     }
     const std::size_t n = std::min({size, buffered(), _maxRequestBytes - _requestBytes});
@@ -326,7 +315,7 @@ class CimHttpServer : public httplib::Server {
     if (_tls != nullptr) {
       ssl = SSL_new(_tls);
       if (ssl == nullptr || SSL_set_fd(ssl, socket) != 1 || SSL_accept(ssl) != 1) {
-        logMessage(TOVLog::SEVERITY_WARNING, "TLS handshake failed: " + openSslError());
+        kLog.warning("TLS handshake failed: " + openSslError());
         if (ssl != nullptr) SSL_free(ssl);
         close(socket);
         return true;
@@ -371,7 +360,7 @@ class CimHttpServer : public httplib::Server {
     const std::string reason = _stopping ? std::string("the server is stopping")
                                          : "too many connections (the limit is " +
                                                std::to_string(_settings.maxConnections) + ")";
-    logMessage(TOVLog::SEVERITY_WARNING, "connection from " + peer + " refused: " + reason);
+    kLog.warning("connection from " + peer + " refused: " + reason);
     if (_tls == nullptr) {
       const std::string text = "kest-server: " + reason + "\n";
       const std::string response =
@@ -434,7 +423,7 @@ class SinkBody : public ResponseBody {
 // True when the Authorization header carries exactly user:password. The
 // comparison takes the same time whatever the credentials given.
 bool authorized(const std::string& header, const std::string& expected) {
-  if (lowered(header.substr(0, 6)) != "basic ") return false;
+  if (!ascii::equalsIgnoreCase(header.substr(0, 6), "basic ")) return false;
   std::string encoded = header.substr(6);
   while (!encoded.empty() && encoded.front() == ' ') encoded.erase(0, 1);
   while (!encoded.empty() && encoded.back() == ' ') encoded.pop_back();
@@ -460,7 +449,7 @@ bool authorized(const std::string& header, const std::string& expected) {
 // when it has none.
 std::string extensionPrefix(const std::string& man) {
   if (man.find(kCimMapping) == std::string::npos) return std::string();
-  const std::size_t ns = lowered(man).find("ns=");
+  const std::size_t ns = ascii::folded(man).find("ns=");
   if (ns == std::string::npos) return std::string();
   std::size_t end = ns + 3;
   while (end < man.size() && man[end] >= '0' && man[end] <= '9') ++end;
@@ -558,7 +547,7 @@ class HttpFrontEnd::Impl {
             what = e.what();
           } catch (...) {
           }
-          logMessage(TOVLog::SEVERITY_ERROR, "request failed: " + what);
+          kLog.error("request failed: " + what);
           response.status = 500;
           response.set_content("kest-server: internal error\n", "text/plain");
           if (tConnection != nullptr) tConnection->closeAfterResponse = true;
@@ -576,7 +565,7 @@ class HttpFrontEnd::Impl {
     };
     if (!settings.user.empty() && !authorized(request.get_header_value("Authorization"),
                                               settings.user + ":" + settings.password)) {
-      logMessage(TOVLog::SEVERITY_WARNING, "unauthorised request from " + request.remote_addr);
+      kLog.warning("unauthorised request from " + request.remote_addr);
       response.set_header("WWW-Authenticate", "Basic realm=\"kest-server\"");
       return refuse(401, "authentication required");
     }
@@ -610,9 +599,8 @@ class HttpFrontEnd::Impl {
     cim.host = TOVString(host);
 
     CimResponse answer = service.handle(cim);
-    logMessage(TOVLog::SEVERITY_DEBUG, request.remote_addr + " " +
-                                           request.get_header_value(prefix + "CIMMethod") + ": " +
-                                           std::to_string(answer.httpStatus));
+    kLog.debug(request.remote_addr + " " + request.get_header_value(prefix + "CIMMethod") + ": " +
+               std::to_string(answer.httpStatus));
     if (answer.httpStatus != 200) {
       response.status = answer.httpStatus;
       if (!answer.cimError.empty()) response.set_header(prefix + "CIMError", answer.cimError);
@@ -645,8 +633,7 @@ class HttpFrontEnd::Impl {
       } catch (const ClientGone&) {
         return false;
       } catch (...) {
-        logMessage(TOVLog::SEVERITY_ERROR,
-                   "streaming a response failed: " + errorFromCurrentException().description());
+        kLog.error("streaming a response failed: " + errorFromCurrentException().description());
         return false;
       }
       sink.done();
@@ -701,7 +688,7 @@ void HttpFrontEnd::stop() {
   impl.stopping = true;
   const std::uint64_t one = 1;
   if (::write(impl.stopEvent, &one, sizeof one) < 0) {
-    logMessage(TOVLog::SEVERITY_ERROR, "cannot signal the connections to stop");
+    kLog.error("cannot signal the connections to stop");
   }
   impl.server->stopAccepting();
   impl.listener.join();

@@ -1,22 +1,15 @@
 #include "server/ProviderSet.h"
 
-#include "host/Log.h"
+#include "host/Ascii.h"
 #include "server/CimError.h"
+#include "server/Logging.h"
 #include "server/ServerProviderContext.h"
 
 namespace kest::server {
 
 namespace {
 
-const TOVString kSource("kest::server::ProviderSet");
-
-std::string folded(const TOVString& text) {
-  std::string result = text.toStdString();
-  for (char& c : result) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return result;
-}
+const ServerLog kLog("kest::server::ProviderSet");
 
 // Runs step on provider; anything it throws becomes a ProviderError naming
 // the step.
@@ -40,7 +33,7 @@ ProviderSet::~ProviderSet() {
 }
 
 std::string ProviderSet::routeKey(const TOVString& nameSpace, const TOVString& className) {
-  return folded(nameSpace) + ":" + folded(className);
+  return ascii::folded(nameSpace.view()) + ":" + ascii::folded(className.view());
 }
 
 void ProviderSet::start(const std::vector<ProviderSpec>& specs,
@@ -67,8 +60,7 @@ void ProviderSet::start(const std::vector<ProviderSpec>& specs,
       std::vector<DeclaredClass> classes;
       run(*loaded, "reading its classes", [&] { classes = loaded->declaredClasses(); });
       if (classes.empty()) {
-        TOVLog::log(kSource, TOVString(loaded->path()) + ": the provider declares no classes",
-                    TOVLog::SEVERITY_WARNING, 2, 0, TOVLog::CIMOMLOG);
+        kLog.warning(TOVString(loaded->path()) + ": the provider declares no classes");
       }
       for (const DeclaredClass& cls : classes) {
         LoadedProvider*& route = _routes[routeKey(loaded->nameSpace(), cls.name)];
@@ -97,10 +89,8 @@ void ProviderSet::shutdown() {
     try {
       loaded.provider().shutdown();
     } catch (...) {
-      TOVLog::log(kSource,
-                  TOVString(loaded.path()) +
-                      ": shutdown failed: " + TOVString(errorFromCurrentException().description()),
-                  TOVLog::SEVERITY_ERROR, 2, 0, TOVLog::CIMOMLOG);
+      kLog.error(TOVString(loaded.path()) +
+                 ": shutdown failed: " + TOVString(errorFromCurrentException().description()));
     }
   }
 }

@@ -10,10 +10,13 @@
 #include <vector>
 
 #include "host/ActualParameter.h"
+#include "host/Ascii.h"
 #include "host/CimType.h"
+#include "host/DateTime.h"
 #include "host/List.h"
 #include "host/NameSpacePath.h"
 #include "host/Property.h"
+#include "host/Utf8.h"
 
 namespace kest::server {
 
@@ -52,18 +55,6 @@ using ValueList = TOVValSlist<TOVSmrPtr<ITovaValue>>;
   throw CimError(CIM_ERR_INVALID_PARAMETER, detail);
 }
 
-bool equalsIgnoringCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    char x = a[i];
-    char y = b[i];
-    if (x >= 'A' && x <= 'Z') x = static_cast<char>(x - 'A' + 'a');
-    if (y >= 'A' && y <= 'Z') y = static_cast<char>(y - 'A' + 'a');
-    if (x != y) return false;
-  }
-  return true;
-}
-
 std::string_view trimmed(std::string_view text) {
   const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
   while (!text.empty() && blank(text.front())) text.remove_prefix(1);
@@ -71,62 +62,9 @@ std::string_view trimmed(std::string_view text) {
   return text;
 }
 
-// Offset of the first byte that does not start a well-formed UTF-8 sequence;
-// npos when every byte does.
-std::size_t firstInvalidUtf8(std::string_view text) {
-  const auto* s = reinterpret_cast<const unsigned char*>(text.data());
-  const std::size_t n = text.size();
-  std::size_t i = 0;
-  while (i < n) {
-    const unsigned char c = s[i];
-    if (c < 0x80) {
-      ++i;
-      continue;
-    }
-    std::size_t length = 0;
-    if (c >= 0xC2 && c <= 0xDF) {
-      length = 2;
-    } else if (c >= 0xE0 && c <= 0xEF) {
-      length = 3;
-    } else if (c >= 0xF0 && c <= 0xF4) {
-      length = 4;
-    } else {
-      return i;
-    }
-    if (i + length > n) return i;
-    for (std::size_t k = 1; k < length; ++k) {
-      if ((s[i + k] & 0xC0) != 0x80) return i;
-    }
-    if (c == 0xE0 && s[i + 1] < 0xA0) return i;
-    if (c == 0xED && s[i + 1] > 0x9F) return i;
-    if (c == 0xF0 && s[i + 1] < 0x90) return i;
-    if (c == 0xF4 && s[i + 1] > 0x8F) return i;
-    i += length;
-  }
-  return std::string_view::npos;
-}
-
 bool isXmlChar(std::uint32_t c) {
   return c == 0x9 || c == 0xA || c == 0xD || (c >= 0x20 && c <= 0xD7FF) ||
          (c >= 0xE000 && c <= 0xFFFD) || (c >= 0x10000 && c <= 0x10FFFF);
-}
-
-void appendUtf8(std::string& out, std::uint32_t c) {
-  if (c < 0x80) {
-    out += static_cast<char>(c);
-  } else if (c < 0x800) {
-    out += static_cast<char>(0xC0 | (c >> 6));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  } else if (c < 0x10000) {
-    out += static_cast<char>(0xE0 | (c >> 12));
-    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  } else {
-    out += static_cast<char>(0xF0 | (c >> 18));
-    out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  }
 }
 
 // The text of raw character data with its references resolved. The parser
@@ -171,7 +109,7 @@ std::string decodeReferences(std::string_view raw, bool attribute) {
           result.ptr != digits.data() + digits.size() || !isXmlChar(code)) {
         notWellFormed("invalid character reference &" + std::string(name) + ";");
       }
-      appendUtf8(out, code);
+      appendUtf8(out, static_cast<char32_t>(code));
     } else {
       notWellFormed("undefined entity &" + std::string(name) + ";");
     }
@@ -284,22 +222,11 @@ void load(pugi::xml_document& document, std::string_view text, std::size_t maxDe
   }
 }
 
+// The type named by a TYPE, PARAMTYPE or VALUETYPE attribute; "instance"
+// is the embedded instance's name for object.
 std::optional<CimTypeCode> typeCodeOf(std::string_view name) {
-  static const std::pair<const char*, CimTypeCode> kTypes[] = {
-      {"boolean", CimTypeCode::Boolean},     {"string", CimTypeCode::String},
-      {"char16", CimTypeCode::Char16},       {"uint8", CimTypeCode::UInt8},
-      {"sint8", CimTypeCode::SInt8},         {"uint16", CimTypeCode::UInt16},
-      {"sint16", CimTypeCode::SInt16},       {"uint32", CimTypeCode::UInt32},
-      {"sint32", CimTypeCode::SInt32},       {"uint64", CimTypeCode::UInt64},
-      {"sint64", CimTypeCode::SInt64},       {"datetime", CimTypeCode::DateTime},
-      {"real32", CimTypeCode::Real32},       {"real64", CimTypeCode::Real64},
-      {"reference", CimTypeCode::Reference}, {"object", CimTypeCode::Object},
-      {"instance", CimTypeCode::Object},
-  };
-  for (const auto& [text, code] : kTypes) {
-    if (name == text) return code;
-  }
-  return std::nullopt;
+  if (name == "instance") return CimTypeCode::Object;
+  return CTovaType::codeNamed(name);
 }
 
 template <typename T>
@@ -339,38 +266,9 @@ bool parseReal(std::string_view text, double& out) {
 
 // The one character of a char16 value, or -1.
 long singleChar16(std::string_view text) {
-  if (text.empty()) return -1;
-  const auto* s = reinterpret_cast<const unsigned char*>(text.data());
-  std::uint32_t code = 0;
-  std::size_t length = 1;
-  if (s[0] < 0x80) {
-    code = s[0];
-  } else if ((s[0] & 0xE0) == 0xC0) {
-    length = 2;
-  } else if ((s[0] & 0xF0) == 0xE0) {
-    length = 3;
-  } else {
-    return -1;  // beyond U+FFFF
-  }
-  if (text.size() != length) return -1;
-  if (length == 2) code = ((s[0] & 0x1Fu) << 6) | (s[1] & 0x3Fu);
-  if (length == 3) code = ((s[0] & 0x0Fu) << 12) | ((s[1] & 0x3Fu) << 6) | (s[2] & 0x3Fu);
-  return static_cast<long>(code);
-}
-
-bool isDateTime(std::string_view text) {
-  if (text.size() != 25) return false;
-  for (std::size_t i = 0; i < 25; ++i) {
-    const char c = text[i];
-    if (i == 14) {
-      if (c != '.') return false;
-    } else if (i == 21) {
-      if (c != '+' && c != '-' && c != ':') return false;
-    } else if (!((c >= '0' && c <= '9') || c == '*')) {
-      return false;
-    }
-  }
-  return true;
+  const std::size_t length = utf8SequenceLength(text, 0);
+  if (length == 0 || length == 4 || length != text.size()) return -1;  // 4: beyond U+FFFF
+  return static_cast<long>(decodeUtf8(text, 0, length));
 }
 
 TOVSmrPtr<ITovaValue> make(ITovaValue* value) { return TOVSmrPtr<ITovaValue>(value); }
@@ -381,8 +279,8 @@ TOVSmrPtr<ITovaValue> scalarFromText(std::string_view text, CimTypeCode code) {
   switch (code) {
     case CimTypeCode::Boolean: {
       const std::string_view t = trimmed(text);
-      if (equalsIgnoringCase(t, "true")) return make(new CTovaValue(true));
-      if (equalsIgnoringCase(t, "false")) return make(new CTovaValue(false));
+      if (kest::ascii::equalsIgnoreCase(t, "true")) return make(new CTovaValue(true));
+      if (kest::ascii::equalsIgnoreCase(t, "false")) return make(new CTovaValue(false));
       return TOVSmrPtr<ITovaValue>();
     }
 #define KEST_INTEGER_CASE(CODE, TYPE)                                \
@@ -427,7 +325,7 @@ TOVSmrPtr<ITovaValue> scalarFromText(std::string_view text, CimTypeCode code) {
       return CTovaValue::char16(static_cast<TOVchar16>(c));
     }
     case CimTypeCode::DateTime:
-      if (!isDateTime(text)) return TOVSmrPtr<ITovaValue>();
+      if (!kest::isValidDateTime(text)) return TOVSmrPtr<ITovaValue>();
       return CTovaValue::dateTime(TOVString(text));
     case CimTypeCode::String:
       return make(new CTovaValue(TOVString(text)));
@@ -753,7 +651,7 @@ class IntrinsicParameters {
         notValid(std::string("IMETHODCALL may not hold ") + elementName(parameter));
       }
       std::string name = requiredAttribute(parameter, "NAME");
-      std::string key = folded(name);
+      std::string key = kest::ascii::folded(name);
       if (_byName.count(key) != 0) invalidParameter("parameter " + name + " is given twice");
       _byName.emplace(std::move(key), std::make_pair(std::move(name), parameter));
     }
@@ -761,7 +659,7 @@ class IntrinsicParameters {
 
   // The IPARAMVALUE named name (any case), removed; an empty node when absent.
   pugi::xml_node take(const char* name) {
-    const auto it = _byName.find(folded(name));
+    const auto it = _byName.find(kest::ascii::folded(name));
     if (it == _byName.end()) return pugi::xml_node();
     const pugi::xml_node node = it->second.second;
     _byName.erase(it);
@@ -782,14 +680,6 @@ class IntrinsicParameters {
   }
 
  private:
-  static std::string folded(std::string_view text) {
-    std::string result(text);
-    for (char& c : result) {
-      if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    }
-    return result;
-  }
-
   std::map<std::string, std::pair<std::string, pugi::xml_node>> _byName;
 };
 
@@ -824,8 +714,8 @@ bool booleanParameter(pugi::xml_node parameter, bool defaultValue) {
   expectKind(parameter, value, "VALUE");
   const std::string text = textOf(value);
   const std::string_view t = trimmed(text);
-  if (equalsIgnoringCase(t, "true")) return true;
-  if (equalsIgnoringCase(t, "false")) return false;
+  if (kest::ascii::equalsIgnoreCase(t, "true")) return true;
+  if (kest::ascii::equalsIgnoreCase(t, "false")) return false;
   invalidParameter("parameter " + parameterName(parameter) + ": \"" + text +
                    "\" is not a boolean value");
 }
@@ -1058,7 +948,7 @@ void readMethodCall(const ClassCatalog& catalog, std::size_t maxDepth,
     }
     const std::string name = requiredAttribute(parameter, "NAME");
     for (const std::string& earlier : seen) {
-      if (equalsIgnoringCase(earlier, name))
+      if (kest::ascii::equalsIgnoreCase(earlier, name))
         invalidParameter("parameter " + name + " is given twice");
     }
     seen.push_back(name);

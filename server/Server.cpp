@@ -3,13 +3,19 @@
 #include <stdexcept>
 #include <utility>
 
-#include "host/Log.h"
 #include "server/CimService.h"
 #include "server/Dispatcher.h"
+#include "server/Logging.h"
 #include "server/ProviderSet.h"
 #include "server/RequestParser.h"
 
 namespace kest::server {
+
+namespace {
+
+const ServerLog kLog("kest::server::Server");
+
+}  // namespace
 
 // The server's components, in the order they depend on each other.
 struct Server::Parts {
@@ -47,8 +53,7 @@ int Server::start() {
   }
   if (!_settings.mofFiles.empty()) {
     for (const std::string& warning : _parts->catalog.compileMof(_settings.mofFiles)) {
-      TOVLog::log("kest::server::Server", TOVString(warning), TOVLog::SEVERITY_WARNING, 2, 0,
-                  TOVLog::CIMOMLOG);
+      kLog.warning(warning);
     }
   }
   _parts->providers.start(providers, _parts->catalog.repository(), TOVString(_settings.workArea),
@@ -59,8 +64,7 @@ int Server::start() {
     _parts->providers.shutdown();
     throw;
   }
-  TOVLog::log("kest::server::Server", TOVString("kest-server listening on " + url()),
-              TOVLog::SEVERITY_INFO, 2, 0, TOVLog::CIMOMLOG);
+  kLog.info("kest-server listening on " + url());
   return _port;
 }
 
@@ -68,8 +72,7 @@ void Server::stop() {
   if (!_parts->frontEnd.running()) return;
   _parts->frontEnd.stop();
   _parts->providers.shutdown();
-  TOVLog::log("kest::server::Server", "kest-server stopped", TOVLog::SEVERITY_INFO, 2, 0,
-              TOVLog::CIMOMLOG);
+  kLog.info("kest-server stopped");
 }
 
 std::string Server::url() const {

@@ -1,14 +1,14 @@
 #include "server/ServerProviderContext.h"
 
-#include "host/Log.h"
 #include "host/Property.h"
 #include "host/Value.h"
+#include "server/Logging.h"
 
 namespace kest::server {
 
 namespace {
 
-const TOVString kSource("kest::server::ServerProviderContext");
+const ServerLog kLog("kest::server::ServerProviderContext");
 const TOVString kNone("(none)");
 
 TOVString orNone(const TOVString& text) { return text.isNull() ? kNone : text; }
@@ -30,10 +30,8 @@ void ServerProviderContext::deliverIndication(const TOVString& nameSpace,
     const TOVSmrPtr<ITovaValue> value = property ? property->getValue() : TOVSmrPtr<ITovaValue>();
     if (value && !value->isNullValue()) identifier = value->toString();
   }
-  TOVLog::log(kSource,
-              "Indication " + orNone(className) + " " + orNone(identifier) + " from " +
-                  orNone(_providerName) + " for " + (nameSpace.isNull() ? _nameSpace : nameSpace),
-              TOVLog::SEVERITY_DEBUG, 2, 0, TOVLog::CIMOMLOG);
+  kLog.debug("Indication " + orNone(className) + " " + orNone(identifier) + " from " +
+             orNone(_providerName) + " for " + (nameSpace.isNull() ? _nameSpace : nameSpace));
 }
 
 void ServerProviderContext::deliverLegacyIndication(const TOVSmrPtr<ITovaIndication>& indication) {
@@ -49,10 +47,8 @@ void ServerProviderContext::deliverLegacyIndication(const TOVSmrPtr<ITovaIndicat
       if (instanceName) name = instanceName->toString();
     }
   }
-  TOVLog::log(kSource,
-              "Legacy indication " + type + " " + orNone(className) + " " + orNone(name) +
-                  " from " + orNone(_providerName),
-              TOVLog::SEVERITY_DEBUG, 2, 0, TOVLog::CIMOMLOG);
+  kLog.debug("Legacy indication " + type + " " + orNone(className) + " " + orNone(name) + " from " +
+             orNone(_providerName));
 }
 
 }  // namespace kest::server

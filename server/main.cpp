@@ -22,6 +22,7 @@
 
 #include "host/Config.h"
 #include "host/Log.h"
+#include "server/Logging.h"
 #include "server/Server.h"
 #include "server/ServerConfig.h"
 #include "server/repository/CheckMof.h"
@@ -129,9 +130,8 @@ int main(int argc, char** argv) {
   }
   int signal = 0;
   sigwait(&stopSignals, &signal);
-  TOVLog::log("kest-server",
-              signal == SIGINT ? "SIGINT received, stopping" : "SIGTERM received, stopping",
-              TOVLog::SEVERITY_INFO, 2, 0, TOVLog::CIMOMLOG);
+  kest::server::ServerLog("kest-server")
+      .info(signal == SIGINT ? "SIGINT received, stopping" : "SIGTERM received, stopping");
   server.stop();
   return 0;
 }

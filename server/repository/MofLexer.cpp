@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <system_error>
 
+#include "host/Ascii.h"
+#include "host/Utf8.h"
 #include "server/repository/MofSyntax.h"
 
 namespace kest::repository {
@@ -25,48 +27,6 @@ int hexValue(char c) {
   if (c >= 'a' && c <= 'f') return c - 'a' + 10;
   if (c >= 'A' && c <= 'F') return c - 'A' + 10;
   return -1;
-}
-
-// The length of the valid UTF-8 sequence at text[i], or 0 when it is not one
-// (overlong forms, surrogates and code points above U+10FFFF are invalid).
-std::size_t utf8SequenceLength(std::string_view text, std::size_t i) {
-  const auto byte = [&](std::size_t k) -> unsigned {
-    return i + k < text.size() ? static_cast<unsigned char>(text[i + k]) : 0u;
-  };
-  const unsigned lead = byte(0);
-  if (lead < 0x80) return 1;
-  const auto continuation = [&](std::size_t k) { return (byte(k) & 0xC0) == 0x80; };
-  if (lead >= 0xC2 && lead <= 0xDF) return continuation(1) ? 2 : 0;
-  if (lead >= 0xE0 && lead <= 0xEF) {
-    if (!continuation(1) || !continuation(2)) return 0;
-    if (lead == 0xE0 && byte(1) < 0xA0) return 0;
-    if (lead == 0xED && byte(1) >= 0xA0) return 0;
-    return 3;
-  }
-  if (lead >= 0xF0 && lead <= 0xF4) {
-    if (!continuation(1) || !continuation(2) || !continuation(3)) return 0;
-    if (lead == 0xF0 && byte(1) < 0x90) return 0;
-    if (lead == 0xF4 && byte(1) >= 0x90) return 0;
-    return 4;
-  }
-  return 0;
-}
-
-char32_t decodeUtf8(std::string_view text, std::size_t i, std::size_t length) {
-  const auto byte = [&](std::size_t k) {
-    return static_cast<char32_t>(static_cast<unsigned char>(text[i + k]));
-  };
-  switch (length) {
-    case 1:
-      return byte(0);
-    case 2:
-      return ((byte(0) & 0x1F) << 6) | (byte(1) & 0x3F);
-    case 3:
-      return ((byte(0) & 0x0F) << 12) | ((byte(1) & 0x3F) << 6) | (byte(2) & 0x3F);
-    default:
-      return ((byte(0) & 0x07) << 18) | ((byte(1) & 0x3F) << 12) | ((byte(2) & 0x3F) << 6) |
-             (byte(3) & 0x3F);
-  }
 }
 
 // How a character appears in a message: 'c' when printable ASCII, U+XXXX
@@ -112,31 +72,7 @@ bool decodeUtf16(std::string_view bytes, bool bigEndian, std::string& text, std:
 }  // namespace
 
 bool Token::isKeyword(std::string_view keyword) const {
-  if (kind != Kind::Identifier || text.size() != keyword.size()) return false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    char c = text[i];
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    if (c != keyword[i]) return false;
-  }
-  return true;
-}
-
-void appendUtf8(std::string& text, char32_t c) {
-  if (c < 0x80) {
-    text.push_back(static_cast<char>(c));
-  } else if (c < 0x800) {
-    text.push_back(static_cast<char>(0xC0 | (c >> 6)));
-    text.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-  } else if (c < 0x10000) {
-    text.push_back(static_cast<char>(0xE0 | (c >> 12)));
-    text.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-    text.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-  } else {
-    text.push_back(static_cast<char>(0xF0 | (c >> 18)));
-    text.push_back(static_cast<char>(0x80 | ((c >> 12) & 0x3F)));
-    text.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-    text.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-  }
+  return kind == Kind::Identifier && kest::ascii::equalsIgnoreCase(text, keyword);
 }
 
 bool decodeMofSource(std::string_view bytes, std::string& text, std::string& error) {

@@ -27,8 +27,7 @@ struct Token {
   bool is(char punctuation) const {
     return kind == Kind::Punctuation && text.size() == 1 && text[0] == punctuation;
   }
-  // An identifier equal to keyword ignoring ASCII case (keyword in lower
-  // case).
+  // An identifier equal to keyword ignoring ASCII case.
   bool isKeyword(std::string_view keyword) const;
 };
 
@@ -81,8 +80,5 @@ class MofLexer {
   unsigned _column = 1;
   std::deque<Token> _ahead;
 };
-
-// Appends the UTF-8 form of code point to text.
-void appendUtf8(std::string& text, char32_t codePoint);
 
 }  // namespace kest::repository

@@ -1,34 +1,14 @@
 #include "server/repository/MofParser.h"
 
 #include <array>
+#include <optional>
 #include <utility>
+
+#include "host/CimType.h"
 
 namespace kest::repository {
 
 namespace {
-
-struct NamedType {
-  const char* keyword;
-  CimTypeCode code;
-};
-
-constexpr std::array<NamedType, 15> kDataTypes = {{
-    {"boolean", CimTypeCode::Boolean},
-    {"uint8", CimTypeCode::UInt8},
-    {"sint8", CimTypeCode::SInt8},
-    {"uint16", CimTypeCode::UInt16},
-    {"sint16", CimTypeCode::SInt16},
-    {"uint32", CimTypeCode::UInt32},
-    {"sint32", CimTypeCode::SInt32},
-    {"uint64", CimTypeCode::UInt64},
-    {"sint64", CimTypeCode::SInt64},
-    {"real32", CimTypeCode::Real32},
-    {"real64", CimTypeCode::Real64},
-    {"char16", CimTypeCode::Char16},
-    {"string", CimTypeCode::String},
-    {"datetime", CimTypeCode::DateTime},
-    {"object", CimTypeCode::Object},
-}};
 
 struct NamedScope {
   const char* keyword;
@@ -247,12 +227,12 @@ TypeSyntax MofParser::parseType(bool allowReference, const std::string& what) {
   if (token.kind != Token::Kind::Identifier) failAt(token, "expected " + what);
   TypeSyntax type;
   type.location = _lexer.locationOf(token);
-  for (const NamedType& named : kDataTypes) {
-    if (token.isKeyword(named.keyword)) {
-      _lexer.next();
-      type.type.code = named.code;
-      return type;
-    }
+  // A reference is written "Class REF"; "reference" is no type keyword in MOF.
+  const std::optional<CimTypeCode> code = CTovaType::codeNamedIgnoringCase(token.text);
+  if (code && *code != CimTypeCode::Reference) {
+    _lexer.next();
+    type.type.code = *code;
+    return type;
   }
   if (!allowReference || !_lexer.peek(1).isKeyword("ref"))
     failAt(token, "unknown data type '" + token.text + "'");

@@ -5,6 +5,7 @@
 #include <limits>
 #include <system_error>
 
+#include "host/DateTime.h"
 #include "host/List.h"
 #include "host/NameSpacePath.h"
 #include "host/Property.h"
@@ -161,7 +162,7 @@ ValueResult convertScalar(const ValueSyntax& literal, const DataType& type) {
     return failure("an embedded object cannot be given a value in MOF");
   if (literal.kind != ValueSyntax::Kind::String) return mismatch();
   if (code == CimTypeCode::DateTime) {
-    if (!isValidDateTime(literal.text))
+    if (!kest::isValidDateTime(literal.text))
       return failure("'" + literal.text + "' is not a valid datetime");
     return ValueResult{CTovaValue::dateTime(literal.text), std::string()};
   }
@@ -172,17 +173,6 @@ ValueResult convertScalar(const ValueSyntax& literal, const DataType& type) {
   }
   return success(TOVString(literal.text));
 }
-
-bool digitsInRange(std::string_view text, std::size_t start, std::size_t count, int low, int high) {
-  int value = 0;
-  for (std::size_t i = start; i < start + count; ++i) {
-    if (text[i] == '*') return true;
-    value = value * 10 + (text[i] - '0');
-  }
-  return value >= low && value <= high;
-}
-
-bool isDigitOrStar(char c) { return (c >= '0' && c <= '9') || c == '*'; }
 
 }  // namespace
 
@@ -230,24 +220,6 @@ bool sameValue(const TOVSmrPtr<ITovaValue>& a, const TOVSmrPtr<ITovaValue>& b) {
   const TOVSmrPtr<ITovaType> bType = b->getType();
   return CTovaType::codeOf(*aType) == CTovaType::codeOf(*bType) &&
          aType->isArray() == bType->isArray() && a->toString() == b->toString();
-}
-
-bool isValidDateTime(std::string_view text) {
-  if (text.size() != 25 || text[14] != '.') return false;
-  for (std::size_t i = 0; i < 21; ++i) {
-    if (i != 14 && !isDigitOrStar(text[i])) return false;
-  }
-  if (text[21] == ':') {
-    return text.substr(22) == "000" && digitsInRange(text, 8, 2, 0, 23) &&
-           digitsInRange(text, 10, 2, 0, 59) && digitsInRange(text, 12, 2, 0, 59);
-  }
-  if (text[21] != '+' && text[21] != '-') return false;
-  for (std::size_t i = 22; i < 25; ++i) {
-    if (text[i] < '0' || text[i] > '9') return false;
-  }
-  return digitsInRange(text, 4, 2, 1, 12) && digitsInRange(text, 6, 2, 1, 31) &&
-         digitsInRange(text, 8, 2, 0, 23) && digitsInRange(text, 10, 2, 0, 59) &&
-         digitsInRange(text, 12, 2, 0, 60);
 }
 
 namespace {

@@ -33,11 +33,6 @@ ValueResult convertValue(const ValueSyntax& literal, const DataType& type, bool 
 // Both null pointers or CIM NULLs, or values of the same type and text.
 bool sameValue(const TOVSmrPtr<ITovaValue>& a, const TOVSmrPtr<ITovaValue>& b);
 
-// A CIM datetime: 25 characters, either a timestamp "yyyymmddhhmmss.mmmmmmsutc"
-// (s is + or -) or an interval "ddddddddhhmmss.mmmmmm:000"; any digit may be
-// '*'; fields that are digits must be in range.
-bool isValidDateTime(std::string_view text);
-
 // Parses an object path "[//host/][namespace:]Class[.key=value,...]" whose
 // key values are quoted strings (with \" and \\ escapes), true, false,
 // integers or reals. Null when text is not such a path.

@@ -4,17 +4,12 @@
 
 #include <string>
 
+#include "host/Ascii.h"
 #include "host/String.h"
 
 namespace kest::repository {
 
 // name in ASCII lower case, as a map key.
-inline std::string foldName(const TOVString& name) {
-  std::string key = name.toStdString();
-  for (char& c : key) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return key;
-}
+inline std::string foldName(const TOVString& name) { return kest::ascii::folded(name.view()); }
 
 }  // namespace kest::repository

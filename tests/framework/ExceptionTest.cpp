@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
+#include "host/CimStatus.h"
+
 using kest::pf::Exception;
 
 TEST(ExceptionTest, ThreeArgumentFormHasProviderTypeAndEmptyWho) {
@@ -69,5 +73,40 @@ TEST(ExceptionTest, IsCaughtAsTheHostBaseException) {
     EXPECT_EQ(e.getType(), "Provider");
     EXPECT_EQ(e.getCode(), 17666);
     EXPECT_STREQ(e.what(), "message");
+  }
+}
+
+TEST(ExceptionTest, CodesMapToTheCimStatusAClientIsGiven) {
+  struct Case {
+    int code;
+    int status;
+  };
+  const std::vector<Case> cases = {
+      {7, CIM_ERR_NOT_SUPPORTED},
+      {17664, CIM_ERR_INVALID_PARAMETER},
+      {17665, CIM_ERR_INVALID_CLASS},
+      {17666, CIM_ERR_NOT_FOUND},
+      {17667, CIM_ERR_FAILED},  // the provider read a value wrongly: its own failure
+      {0, CIM_ERR_FAILED},
+      {4, CIM_ERR_FAILED},  // a framework code, not a CIM status
+      {6, CIM_ERR_FAILED},
+      {17668, CIM_ERR_FAILED},
+      {-1, CIM_ERR_FAILED},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.code);
+    EXPECT_EQ(Exception("where", "message", c.code).getCimStatus(), c.status);
+    EXPECT_EQ(Exception("who", "where", "message", c.code).getCimStatus(), c.status);
+  }
+}
+
+TEST(ExceptionTest, CimStatusSurvivesCopyAndCatchAsTheHostBase) {
+  const Exception original("where", "message", 17666);
+  const Exception copy(original);
+  EXPECT_EQ(copy.getCimStatus(), CIM_ERR_NOT_FOUND);
+  try {
+    throw Exception("who", "where", "message", 17664);
+  } catch (const TovaBaseException& e) {
+    EXPECT_EQ(e.getCimStatus(), CIM_ERR_INVALID_PARAMETER);
   }
 }

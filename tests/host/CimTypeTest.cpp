@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <vector>
 
 namespace {
@@ -58,6 +59,39 @@ TEST(CTovaTypeTest, CodeNameGivesTheCimSpelling) {
   for (const auto& c : scalarCases()) EXPECT_STREQ(CTovaType::codeName(c.code), c.name);
   EXPECT_STREQ(CTovaType::codeName(CimTypeCode::Reference), "reference");
   EXPECT_STREQ(CTovaType::codeName(CimTypeCode::Object), "object");
+}
+
+TEST(CTovaTypeTest, CodeNamedIsTheReverseOfCodeNameForEveryCode) {
+  for (int i = 0; i <= static_cast<int>(CimTypeCode::Object); ++i) {
+    const auto code = static_cast<CimTypeCode>(i);
+    SCOPED_TRACE(CTovaType::codeName(code));
+    EXPECT_EQ(CTovaType::codeNamed(CTovaType::codeName(code)), code);
+    EXPECT_EQ(CTovaType::codeNamedIgnoringCase(CTovaType::codeName(code)), code);
+  }
+}
+
+TEST(CTovaTypeTest, CodeNamedLooksNamesUpExactlyAndTheIgnoringCaseFormInAnyCase) {
+  struct Case {
+    const char* name;
+    std::optional<CimTypeCode> exact;
+    std::optional<CimTypeCode> anyCase;
+  };
+  const std::vector<Case> cases = {
+      {"uint32", CimTypeCode::UInt32, CimTypeCode::UInt32},
+      {"UInt32", std::nullopt, CimTypeCode::UInt32},
+      {"DATETIME", std::nullopt, CimTypeCode::DateTime},
+      {"Reference", std::nullopt, CimTypeCode::Reference},
+      {"object", CimTypeCode::Object, CimTypeCode::Object},
+      {"uint", std::nullopt, std::nullopt},
+      {"uint322", std::nullopt, std::nullopt},
+      {"", std::nullopt, std::nullopt},
+      {"instance", std::nullopt, std::nullopt},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(CTovaType::codeNamed(c.name), c.exact);
+    EXPECT_EQ(CTovaType::codeNamedIgnoringCase(c.name), c.anyCase);
+  }
 }
 
 TEST(CTovaTypeTest, ReferenceTypeIsNamedByItsClassAndIsNotAtomic) {

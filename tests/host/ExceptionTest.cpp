@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "host/CimStatus.h"
 #include "host/List.h"
 
 namespace {
@@ -67,6 +68,15 @@ TEST(TovaBaseExceptionTest, DerivedCopyThatSkipsValuesReportsThemEmpty) {
 
 TEST(TovaBaseExceptionTest, GetInstancesIsNull) {
   EXPECT_TRUE(TovaBaseException().getInstances().isNull());
+}
+
+TEST(TovaBaseExceptionTest, CimStatusIsFailedWhateverTheCode) {
+  for (int code : {0, 4, 6, 7, 17664}) {
+    SCOPED_TRACE(code);
+    EXPECT_EQ(TovaBaseException("Type", "where", "who", "message", code).getCimStatus(),
+              CIM_ERR_FAILED);
+  }
+  EXPECT_EQ(TOVNullPointerException().getCimStatus(), CIM_ERR_FAILED);
 }
 
 TEST(TovaBaseExceptionTest, IsCatchableAsStdException) {

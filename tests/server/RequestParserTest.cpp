@@ -383,6 +383,18 @@ TEST_F(RequestParserTest, ParameterProblemsAreInvalidParameterErrors) {
             "4: parameter N: \"300\" is not a uint8 value");
 }
 
+TEST_F(RequestParserTest, DateTimeValuesOutOfRangeAreInvalidParameterErrors) {
+  const auto call = [](const std::string& text) {
+    return methodCall("<PARAMVALUE NAME=\"When\" PARAMTYPE=\"datetime\"><VALUE>" + text +
+                      "</VALUE></PARAMVALUE>");
+  };
+  EXPECT_EQ(cimError(call("20261321123000.000000+000")),
+            "4: parameter When: \"20261321123000.000000+000\" is not a datetime value");
+  EXPECT_EQ(cimError(call("00000001020304.000000:001")),
+            "4: parameter When: \"00000001020304.000000:001\" is not a datetime value");
+  EXPECT_EQ(cimError(call("20261221123000.000000+000")), "no error");
+}
+
 TEST_F(RequestParserTest, UnsupportedOperationsAreNotSupportedErrorsThatKeepTheMessage) {
   const ParsedRequest parsed = _parser.parse(intrinsic("ExecQuery", ""));
   ASSERT_TRUE(parsed.error.has_value());

@@ -10,7 +10,6 @@
 
 using kest::repository::ClassPointer;
 using kest::repository::DataType;
-using kest::repository::isValidDateTime;
 using kest::repository::parseObjectPath;
 using kest::repository::Property;
 using kest::testing::Compiled;
@@ -208,24 +207,6 @@ TEST(MofValuesTest, ValuesThatDoNotFitTheTypeAreErrors) {
     EXPECT_EQ(diagnosticsOf(std::string("class T { ") + c.declaration + "; };"),
               std::vector<std::string>{c.error});
   }
-}
-
-TEST(MofValuesTest, DateTimeValidation) {
-  EXPECT_TRUE(isValidDateTime("20261121123000.000000+000"));
-  EXPECT_TRUE(isValidDateTime("20261121123000.000000-720"));
-  EXPECT_TRUE(isValidDateTime("12345678235959.999999:000"));
-  EXPECT_FALSE(isValidDateTime(""));
-  EXPECT_TRUE(isValidDateTime("**************.******+000"));
-  EXPECT_FALSE(isValidDateTime("20261121123000.000000+00"));
-  EXPECT_FALSE(isValidDateTime("20261121123000,000000+000"));
-  EXPECT_FALSE(isValidDateTime("20261121123000.000000*000"));
-  EXPECT_FALSE(isValidDateTime("20261121123000.000000:001"));
-  EXPECT_FALSE(isValidDateTime("20260021123000.000000+000"));
-  EXPECT_FALSE(isValidDateTime("20261100123000.000000+000"));
-  EXPECT_FALSE(isValidDateTime("20261121243000.000000+000"));
-  EXPECT_FALSE(isValidDateTime("20261121126000.000000+000"));
-  EXPECT_FALSE(isValidDateTime("12345678240000.000000:000"));
-  EXPECT_FALSE(isValidDateTime("2026112112300a.000000+000"));
 }
 
 TEST(MofValuesTest, ObjectPathForms) {

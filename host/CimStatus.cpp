@@ -1,0 +1,39 @@
+#include "host/CimStatus.h"
+
+#include <array>
+
+std::string cimStatusName(int code) {
+  static constexpr std::array<const char*, CIM_ERR_SERVER_IS_SHUTTING_DOWN + 1> kNames = {
+      "CIM_OK",
+      "CIM_ERR_FAILED",
+      "CIM_ERR_ACCESS_DENIED",
+      "CIM_ERR_INVALID_NAMESPACE",
+      "CIM_ERR_INVALID_PARAMETER",
+      "CIM_ERR_INVALID_CLASS",
+      "CIM_ERR_NOT_FOUND",
+      "CIM_ERR_NOT_SUPPORTED",
+      "CIM_ERR_CLASS_HAS_CHILDREN",
+      "CIM_ERR_CLASS_HAS_INSTANCES",
+      "CIM_ERR_INVALID_SUPERCLASS",
+      "CIM_ERR_ALREADY_EXISTS",
+      "CIM_ERR_NO_SUCH_PROPERTY",
+      "CIM_ERR_TYPE_MISMATCH",
+      "CIM_ERR_QUERY_LANGUAGE_NOT_SUPPORTED",
+      "CIM_ERR_INVALID_QUERY",
+      "CIM_ERR_METHOD_NOT_AVAILABLE",
+      "CIM_ERR_METHOD_NOT_FOUND",
+      "CIM_ERR_UNEXPECTED_RESPONSE",
+      "CIM_ERR_INVALID_RESPONSE_DESTINATION",
+      "CIM_ERR_NAMESPACE_NOT_EMPTY",
+      "CIM_ERR_INVALID_ENUMERATION_CONTEXT",
+      "CIM_ERR_INVALID_OPERATION_TIMEOUT",
+      "CIM_ERR_PULL_HAS_BEEN_ABANDONED",
+      "CIM_ERR_PULL_CANNOT_BE_ABANDONED",
+      "CIM_ERR_FILTERED_ENUMERATION_NOT_SUPPORTED",
+      "CIM_ERR_CONTINUATION_ON_ERROR_NOT_SUPPORTED",
+      "CIM_ERR_SERVER_LIMITS_EXCEEDED",
+      "CIM_ERR_SERVER_IS_SHUTTING_DOWN",
+  };
+  if (code >= 0 && code < static_cast<int>(kNames.size())) return kNames[code];
+  return "CIM_ERR_" + std::to_string(code);
+}

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <string>
+
+// The CIM status codes of the operations protocol, as a client sees them in
+// the CODE of an ERROR element or the CIMStatusCode trailer of a response.
+// Providers report failures through exceptions; TovaBaseException::
+// getCimStatus() tells which of these codes a failure becomes.
+enum CimStatus : int {
+  CIM_OK = 0,
+  CIM_ERR_FAILED = 1,
+  CIM_ERR_ACCESS_DENIED = 2,
+  CIM_ERR_INVALID_NAMESPACE = 3,
+  CIM_ERR_INVALID_PARAMETER = 4,
+  CIM_ERR_INVALID_CLASS = 5,
+  CIM_ERR_NOT_FOUND = 6,
+  CIM_ERR_NOT_SUPPORTED = 7,
+  CIM_ERR_CLASS_HAS_CHILDREN = 8,
+  CIM_ERR_CLASS_HAS_INSTANCES = 9,
+  CIM_ERR_INVALID_SUPERCLASS = 10,
+  CIM_ERR_ALREADY_EXISTS = 11,
+  CIM_ERR_NO_SUCH_PROPERTY = 12,
+  CIM_ERR_TYPE_MISMATCH = 13,
+  CIM_ERR_QUERY_LANGUAGE_NOT_SUPPORTED = 14,
+  CIM_ERR_INVALID_QUERY = 15,
+  CIM_ERR_METHOD_NOT_AVAILABLE = 16,
+  CIM_ERR_METHOD_NOT_FOUND = 17,
+  CIM_ERR_UNEXPECTED_RESPONSE = 18,
+  CIM_ERR_INVALID_RESPONSE_DESTINATION = 19,
+  CIM_ERR_NAMESPACE_NOT_EMPTY = 20,
+  CIM_ERR_INVALID_ENUMERATION_CONTEXT = 21,
+  CIM_ERR_INVALID_OPERATION_TIMEOUT = 22,
+  CIM_ERR_PULL_HAS_BEEN_ABANDONED = 23,
+  CIM_ERR_PULL_CANNOT_BE_ABANDONED = 24,
+  CIM_ERR_FILTERED_ENUMERATION_NOT_SUPPORTED = 25,
+  CIM_ERR_CONTINUATION_ON_ERROR_NOT_SUPPORTED = 26,
+  CIM_ERR_SERVER_LIMITS_EXCEEDED = 27,
+  CIM_ERR_SERVER_IS_SHUTTING_DOWN = 28,
+};
+
+// The symbolic name of a CIM status code ("CIM_ERR_NOT_FOUND"); "CIM_ERR_"
+// followed by the number for a code outside 0..28.
+std::string cimStatusName(int code);

@@ -14,27 +14,12 @@
 #include "host/List.h"
 #include "host/NameSpacePath.h"
 #include "host/Property.h"
+#include "server/Operations.h"
 
 namespace kest::server {
 
 RequestRejected::RequestRejected(int httpStatus, std::string cimError, std::string detail)
     : _httpStatus(httpStatus), _cimError(std::move(cimError)), _detail(std::move(detail)) {}
-
-bool isStreamed(CimOperation operation) {
-  switch (operation) {
-    case CimOperation::EnumerateClasses:
-    case CimOperation::EnumerateClassNames:
-    case CimOperation::EnumerateInstances:
-    case CimOperation::EnumerateInstanceNames:
-    case CimOperation::Associators:
-    case CimOperation::AssociatorNames:
-    case CimOperation::References:
-    case CimOperation::ReferenceNames:
-      return true;
-    default:
-      return false;
-  }
-}
 
 namespace {
 
@@ -760,7 +745,7 @@ class IntrinsicParameters {
   }
 
   // The IPARAMVALUE named name (any case), removed; an empty node when absent.
-  pugi::xml_node take(const char* name) {
+  pugi::xml_node take(std::string_view name) {
     const auto it = _byName.find(folded(name));
     if (it == _byName.end()) return pugi::xml_node();
     const pugi::xml_node node = it->second.second;
@@ -768,9 +753,11 @@ class IntrinsicParameters {
     return node;
   }
 
-  pugi::xml_node takeRequired(const char* name) {
+  pugi::xml_node takeRequired(std::string_view name) {
     const pugi::xml_node node = take(name);
-    if (!node) invalidParameter(std::string("the required parameter ") + name + " is missing");
+    if (!node) {
+      invalidParameter("the required parameter " + std::string(name) + " is missing");
+    }
     return node;
   }
 
@@ -838,6 +825,15 @@ TOVString stringParameter(pugi::xml_node parameter) {
   return TOVString(textOf(value));
 }
 
+// The INSTANCENAME of a parameter that may not be NULL.
+TOVSmrPtr<ITovaInstanceName> instanceNameParameter(const ElementReader& reader,
+                                                   pugi::xml_node parameter) {
+  const pugi::xml_node value = singleValue(parameter);
+  if (!value) invalidParameter("parameter " + parameterName(parameter) + " may not be NULL");
+  expectKind(parameter, value, "INSTANCENAME");
+  return reader.instanceName(value, TOVSmrPtr<ITovaNameSpacePath>());
+}
+
 std::optional<std::vector<TOVString>> propertyListParameter(pugi::xml_node parameter) {
   if (!parameter) return std::nullopt;
   const pugi::xml_node value = singleValue(parameter);
@@ -851,168 +847,85 @@ std::optional<std::vector<TOVString>> propertyListParameter(pugi::xml_node param
   return names;
 }
 
-// Reads one IMETHODCALL into request.
-void readIntrinsic(const ElementReader& reader, IntrinsicParameters& parameters,
-                   CimRequest& request) {
-  auto instanceNameOf = [&](pugi::xml_node parameter) {
-    const pugi::xml_node value = singleValue(parameter);
-    if (!value) invalidParameter("parameter " + parameterName(parameter) + " may not be NULL");
-    expectKind(parameter, value, "INSTANCENAME");
-    return reader.instanceName(value, TOVSmrPtr<ITovaNameSpacePath>());
-  };
-  auto objectName = [&]() {
-    const pugi::xml_node parameter = parameters.takeRequired("ObjectName");
-    const pugi::xml_node value = singleValue(parameter);
-    if (!value) invalidParameter("parameter ObjectName may not be NULL");
-    if (is(value, "CLASSNAME")) {
-      request.objectIsClass = true;
-      request.className = TOVString(requiredAttribute(value, "NAME"));
-      request.instanceName =
-          ElementReader::classAsName(request.className, TOVSmrPtr<ITovaNameSpacePath>());
+// Reads one parameter of an intrinsic call into request; parameter is empty
+// when the request leaves it out.
+void readParameter(const ElementReader& reader, const ParameterDescriptor& descriptor,
+                   pugi::xml_node parameter, CimRequest& request) {
+  const std::string name(descriptor.name);
+  switch (descriptor.kind) {
+    case ParameterKind::ClassName:
+    case ParameterKind::String: {
+      TOVString& field = request.*std::get<TOVString CimRequest::*>(descriptor.field);
+      field = descriptor.kind == ParameterKind::ClassName ? classNameParameter(parameter)
+                                                          : stringParameter(parameter);
+      if (descriptor.required && field.isNull()) {
+        invalidParameter("parameter " + name + " may not be NULL");
+      }
       return;
     }
-    request.instanceName = instanceNameOf(parameter);
-    request.className = request.instanceName->getClassname();
-  };
-  auto requiredClassName = [&]() {
-    request.className = classNameParameter(parameters.takeRequired("ClassName"));
-    if (request.className.isNull()) invalidParameter("parameter ClassName may not be NULL");
-  };
-  auto qualifiersAndOrigin = [&](bool qualifiersByDefault) {
-    request.includeQualifiers =
-        booleanParameter(parameters.take("IncludeQualifiers"), qualifiersByDefault);
-    request.includeClassOrigin = booleanParameter(parameters.take("IncludeClassOrigin"), false);
-  };
-  auto propertyList = [&]() {
-    request.propertyList = propertyListParameter(parameters.take("PropertyList"));
-  };
-
-  switch (request.operation) {
-    case CimOperation::GetClass:
-      requiredClassName();
-      request.localOnly = booleanParameter(parameters.take("LocalOnly"), true);
-      qualifiersAndOrigin(true);
-      propertyList();
-      break;
-    case CimOperation::EnumerateClasses:
-      request.className = classNameParameter(parameters.take("ClassName"));
-      request.deepInheritance = booleanParameter(parameters.take("DeepInheritance"), false);
-      request.localOnly = booleanParameter(parameters.take("LocalOnly"), true);
-      qualifiersAndOrigin(true);
-      break;
-    case CimOperation::EnumerateClassNames:
-      request.className = classNameParameter(parameters.take("ClassName"));
-      request.deepInheritance = booleanParameter(parameters.take("DeepInheritance"), false);
-      break;
-    case CimOperation::GetInstance:
-      request.instanceName = instanceNameOf(parameters.takeRequired("InstanceName"));
+    case ParameterKind::Boolean:
+      request.*std::get<bool CimRequest::*>(descriptor.field) =
+          booleanParameter(parameter, descriptor.defaultValue);
+      return;
+    case ParameterKind::PropertyList:
+      request.propertyList = propertyListParameter(parameter);
+      return;
+    case ParameterKind::InstanceName:
+      request.instanceName = instanceNameParameter(reader, parameter);
       request.className = request.instanceName->getClassname();
-      request.localOnly = booleanParameter(parameters.take("LocalOnly"), false);
-      qualifiersAndOrigin(false);
-      propertyList();
-      break;
-    case CimOperation::EnumerateInstances:
-      requiredClassName();
-      request.localOnly = booleanParameter(parameters.take("LocalOnly"), false);
-      request.deepInheritance = booleanParameter(parameters.take("DeepInheritance"), true);
-      qualifiersAndOrigin(false);
-      propertyList();
-      break;
-    case CimOperation::EnumerateInstanceNames:
-      requiredClassName();
-      break;
-    case CimOperation::Associators:
-    case CimOperation::AssociatorNames:
-      objectName();
-      request.assocClass = classNameParameter(parameters.take("AssocClass"));
-      request.resultClass = classNameParameter(parameters.take("ResultClass"));
-      request.role = stringParameter(parameters.take("Role"));
-      request.resultRole = stringParameter(parameters.take("ResultRole"));
-      if (request.operation == CimOperation::Associators) {
-        qualifiersAndOrigin(false);
-        propertyList();
-      }
-      break;
-    case CimOperation::References:
-    case CimOperation::ReferenceNames:
-      objectName();
-      request.resultClass = classNameParameter(parameters.take("ResultClass"));
-      request.role = stringParameter(parameters.take("Role"));
-      if (request.operation == CimOperation::References) {
-        qualifiersAndOrigin(false);
-        propertyList();
-      }
-      break;
-    case CimOperation::CreateInstance: {
-      const pugi::xml_node parameter = parameters.takeRequired("NewInstance");
+      return;
+    case ParameterKind::ObjectName: {
       const pugi::xml_node value = singleValue(parameter);
-      if (!value) invalidParameter("parameter NewInstance may not be NULL");
+      if (!value) invalidParameter("parameter " + name + " may not be NULL");
+      if (is(value, "CLASSNAME")) {
+        request.objectIsClass = true;
+        request.className = TOVString(requiredAttribute(value, "NAME"));
+        request.instanceName =
+            ElementReader::classAsName(request.className, TOVSmrPtr<ITovaNameSpacePath>());
+        return;
+      }
+      request.instanceName = instanceNameParameter(reader, parameter);
+      request.className = request.instanceName->getClassname();
+      return;
+    }
+    case ParameterKind::Instance: {
+      const pugi::xml_node value = singleValue(parameter);
+      if (!value) invalidParameter("parameter " + name + " may not be NULL");
       expectKind(parameter, value, "INSTANCE");
       request.instance = reader.instance(value, TOVSmrPtr<ITovaInstanceName>());
       request.className = request.instance->getClassName();
-      break;
+      return;
     }
-    case CimOperation::ModifyInstance: {
-      const pugi::xml_node parameter = parameters.takeRequired("ModifiedInstance");
+    case ParameterKind::NamedInstance: {
       const pugi::xml_node value = singleValue(parameter);
-      if (!value) invalidParameter("parameter ModifiedInstance may not be NULL");
+      if (!value) invalidParameter("parameter " + name + " may not be NULL");
       expectKind(parameter, value, "VALUE.NAMEDINSTANCE");
       request.instance = reader.namedInstance(value);
       request.instanceName = request.instance->getInstanceName();
       request.className = request.instanceName->getClassname();
-      request.includeQualifiers = booleanParameter(parameters.take("IncludeQualifiers"), true);
-      propertyList();
-      break;
+      return;
     }
-    case CimOperation::DeleteInstance:
-      request.instanceName = instanceNameOf(parameters.takeRequired("InstanceName"));
-      request.className = request.instanceName->getClassname();
-      break;
-    case CimOperation::GetProperty:
-    case CimOperation::SetProperty: {
-      request.instanceName = instanceNameOf(parameters.takeRequired("InstanceName"));
-      request.className = request.instanceName->getClassname();
-      request.propertyName = stringParameter(parameters.takeRequired("PropertyName"));
-      if (request.propertyName.isNull()) invalidParameter("parameter PropertyName may not be NULL");
-      if (request.operation == CimOperation::SetProperty) {
-        const pugi::xml_node parameter = parameters.take("NewValue");
-        if (parameter) {
-          const TOVSmrPtr<ITovaType> type =
-              reader.propertyType(request.className, request.propertyName);
-          request.newValue =
-              reader.valueOf(parameter, type, type && type->isObject(), "parameter NewValue");
-        }
+    case ParameterKind::PropertyValue:
+      if (parameter) {
+        const TOVSmrPtr<ITovaType> type =
+            reader.propertyType(request.className, request.propertyName);
+        request.newValue =
+            reader.valueOf(parameter, type, type && type->isObject(), "parameter " + name);
       }
-      break;
-    }
-    case CimOperation::MethodCall:
-      break;
+      return;
   }
-  parameters.checkNoneLeft(request.methodName);
 }
 
-std::optional<CimOperation> intrinsicOperation(std::string_view name) {
-  static const std::pair<const char*, CimOperation> kOperations[] = {
-      {"GetClass", CimOperation::GetClass},
-      {"EnumerateClasses", CimOperation::EnumerateClasses},
-      {"EnumerateClassNames", CimOperation::EnumerateClassNames},
-      {"GetInstance", CimOperation::GetInstance},
-      {"EnumerateInstances", CimOperation::EnumerateInstances},
-      {"EnumerateInstanceNames", CimOperation::EnumerateInstanceNames},
-      {"Associators", CimOperation::Associators},
-      {"AssociatorNames", CimOperation::AssociatorNames},
-      {"References", CimOperation::References},
-      {"ReferenceNames", CimOperation::ReferenceNames},
-      {"CreateInstance", CimOperation::CreateInstance},
-      {"ModifyInstance", CimOperation::ModifyInstance},
-      {"DeleteInstance", CimOperation::DeleteInstance},
-      {"GetProperty", CimOperation::GetProperty},
-      {"SetProperty", CimOperation::SetProperty},
-  };
-  for (const auto& [text, operation] : kOperations) {
-    if (name == text) return operation;
+// Reads one IMETHODCALL into request, parameter by parameter as the
+// operation's descriptor lists them.
+void readIntrinsic(const OperationDescriptor& operation, const ElementReader& reader,
+                   IntrinsicParameters& parameters, CimRequest& request) {
+  for (const ParameterDescriptor& descriptor : operation.parameters) {
+    const pugi::xml_node parameter = descriptor.required ? parameters.takeRequired(descriptor.name)
+                                                         : parameters.take(descriptor.name);
+    readParameter(reader, descriptor, parameter, request);
   }
-  return std::nullopt;
+  parameters.checkNoneLeft(request.methodName);
 }
 
 // The major number of a version attribute ("2.0" -> 2); -1 when malformed.
@@ -1147,14 +1060,14 @@ ParsedRequest RequestParser::parse(std::string_view body) const {
       request.nameSpace = ElementReader::nameSpaceOf(children[0]);
       const std::vector<pugi::xml_node> rest(children.begin() + 1, children.end());
       IntrinsicParameters parameters(rest);
-      const std::optional<CimOperation> operation = intrinsicOperation(parsed.methodName);
-      if (!operation) {
+      const OperationDescriptor* operation = findOperation(parsed.methodName);
+      if (operation == nullptr) {
         throw CimError(CIM_ERR_NOT_SUPPORTED,
                        "the operation " + parsed.methodName + " is not supported");
       }
-      request.operation = *operation;
+      request.operation = operation->operation;
       const ElementReader reader(_catalog, _maxDepth, request.nameSpace);
-      readIntrinsic(reader, parameters, request);
+      readIntrinsic(*operation, reader, parameters, request);
     } else {
       request.operation = CimOperation::MethodCall;
       readMethodCall(_catalog, _maxDepth, children, request);

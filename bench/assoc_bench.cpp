@@ -33,6 +33,7 @@
 #include "host/String.h"
 #include "host/Value.h"
 #include "streaming/VectorCollector.h"
+#include "support/ClassTableRepository.h"
 #include "support/TestInstances.h"
 #include "support/TestProvider.h"
 
@@ -74,7 +75,8 @@ TOVSmrPtr<ITovaInstanceName> plainNameOf(const char* className, const char* pref
 // A provider whose cache holds count associations disk<i> -> volume<i>, the
 // source disk0 and its volume volume0 (the other ends are not cached).
 struct AssociationCache {
-  explicit AssociationCache(std::size_t count) : repository(new CTovaRepository("root/kest")) {
+  explicit AssociationCache(std::size_t count)
+      : repository(new kest::testing::ClassTableRepository("root/kest")) {
     InstanceManager& manager = provider.getInstanceManager();
     const auto device = classes.make(kDevice);
     const auto disk = classes.make(kDisk);
@@ -110,7 +112,7 @@ struct AssociationCache {
 
   TestProvider provider;
   ClassTree classes;
-  TOVSmrPtr<CTovaRepository> repository;
+  TOVSmrPtr<kest::testing::ClassTableRepository> repository;
   TOVSmrPtr<ITovaInstanceName> source;
   TOVSmrPtr<ITovaInstanceName> plainSource;
   std::vector<TOVSmrPtr<TestInstance>> links;  // the cached associations, in order

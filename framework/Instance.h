@@ -29,7 +29,12 @@ class InstanceManager;
 // and running requests.
 //
 // Threads: not synchronised; observers and the stamp are changed on the
-// caller's thread, serialised by the provider.
+// caller's thread, serialised by the provider. A host reads the class name,
+// the instance name and the properties of a cached object after the request
+// that handed it out has returned, possibly while the provider refreshes:
+// set the class name and the instance name before the object is registered
+// and never change them afterwards, and make property reads safe against
+// the provider's own updates (see SynchronizedProvider).
 class Instance : public ITovaObject {
  public:
   using ParameterList = TOVSmrPtr<TOVValSlist<TOVSmrPtr<ITovaActualParameter>>>;

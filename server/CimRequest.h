@@ -13,7 +13,8 @@
 
 namespace kest::server {
 
-// The CIM operations the server serves.
+// The CIM operations the server serves; each has its descriptor in the
+// operation table (server/Operations.h), which tells how to add one.
 enum class CimOperation {
   GetClass,
   EnumerateClasses,
@@ -33,7 +34,8 @@ enum class CimOperation {
   MethodCall,  // an extrinsic method
 };
 
-// True for the operations whose results are streamed (a list of any length).
+// True for the operations whose results are streamed (a list of any length),
+// as the operation table says. Defined in server/Operations.cpp.
 bool isStreamed(CimOperation operation);
 
 // CimRequest: one CIM operation as read from a request message, with every

@@ -325,61 +325,27 @@ Dispatcher::Route Dispatcher::route(const CimRequest& request) const {
                    "The namespace " + ns.toStdString() + " is not served");
   }
   const std::string where = " in namespace " + ns.toStdString();
-  switch (request.operation) {
-    case CimOperation::GetClass:
+  switch (describe(request.operation).route) {
+    case RouteKind::ClassRepository:
       if (!_catalog.find(ns, request.className)) {
         throw CimError(CIM_ERR_NOT_FOUND,
                        "The class " + request.className.toStdString() + " does not exist" + where);
       }
       return Route();
-    case CimOperation::EnumerateClasses:
-    case CimOperation::EnumerateClassNames:
+    case RouteKind::ClassTree:
       if (!request.className.isNull() && !_catalog.find(ns, request.className)) {
         throw CimError(CIM_ERR_INVALID_CLASS,
                        "The class " + request.className.toStdString() + " does not exist" + where);
       }
       return Route();
-    case CimOperation::EnumerateInstances:
-    case CimOperation::EnumerateInstanceNames: {
-      const kest::repository::ClassPointer root = _catalog.find(ns, request.className);
-      if (!root) {
-        throw CimError(CIM_ERR_INVALID_CLASS,
-                       "No provider serves the class " + request.className.toStdString() + where);
-      }
-      // Each provider is asked for its topmost classes of the family: it
-      // enumerates their subclasses itself.
-      std::vector<kest::repository::ClassPointer> family{root};
-      for (const kest::repository::ClassPointer& cls : _catalog.subclasses(ns, root->name, true)) {
-        family.push_back(cls);
-      }
-      Route route;
-      for (const kest::repository::ClassPointer& cls : family) {
-        LoadedProvider* provider = _providers.providerFor(ns, cls->name);
-        if (provider == nullptr) continue;
-        bool covered = false;
-        TOVString up = cls == root ? TOVString() : cls->superClassName;
-        for (std::size_t steps = 0; !up.isNull() && steps < family.size(); ++steps) {
-          if (_providers.providerFor(ns, up) == provider) {
-            covered = true;
-            break;
-          }
-          if (sameName(up, root->name)) break;
-          const kest::repository::ClassPointer parent = _catalog.find(ns, up);
-          up = parent ? parent->superClassName : TOVString();
-        }
-        if (!covered) route.push_back(Target{provider, cls->name});
-      }
-      return route;
-    }
-    case CimOperation::Associators:
-    case CimOperation::AssociatorNames:
-    case CimOperation::References:
-    case CimOperation::ReferenceNames:
+    case RouteKind::ClassFamily:
+      return familyRoute(request);
+    case RouteKind::Association:
       if (request.objectIsClass) {
         throw CimError(CIM_ERR_NOT_SUPPORTED, "Association requests on a class are not supported");
       }
       [[fallthrough]];
-    default: {
+    case RouteKind::SingleProvider: {
       LoadedProvider* provider = _providers.providerFor(ns, request.className);
       if (provider == nullptr) {
         throw CimError(CIM_ERR_INVALID_CLASS,
@@ -388,66 +354,72 @@ Dispatcher::Route Dispatcher::route(const CimRequest& request) const {
       return Route{Target{provider, request.className}};
     }
   }
+  return Route();
+}
+
+// Each provider is asked for its topmost classes of the family: it
+// enumerates their subclasses itself.
+Dispatcher::Route Dispatcher::familyRoute(const CimRequest& request) const {
+  const TOVString& ns = request.nameSpace;
+  const kest::repository::ClassPointer root = _catalog.find(ns, request.className);
+  if (!root) {
+    throw CimError(CIM_ERR_INVALID_CLASS, "No provider serves the class " +
+                                              request.className.toStdString() + " in namespace " +
+                                              ns.toStdString());
+  }
+  std::vector<kest::repository::ClassPointer> family{root};
+  for (const kest::repository::ClassPointer& cls : _catalog.subclasses(ns, root->name, true)) {
+    family.push_back(cls);
+  }
+  Route route;
+  for (const kest::repository::ClassPointer& cls : family) {
+    LoadedProvider* provider = _providers.providerFor(ns, cls->name);
+    if (provider == nullptr) continue;
+    bool covered = false;
+    TOVString up = cls == root ? TOVString() : cls->superClassName;
+    for (std::size_t steps = 0; !up.isNull() && steps < family.size(); ++steps) {
+      if (_providers.providerFor(ns, up) == provider) {
+        covered = true;
+        break;
+      }
+      if (sameName(up, root->name)) break;
+      const kest::repository::ClassPointer parent = _catalog.find(ns, up);
+      up = parent ? parent->superClassName : TOVString();
+    }
+    if (!covered) route.push_back(Target{provider, cls->name});
+  }
+  return route;
 }
 
 void Dispatcher::run(const CimRequest& request, const Route& route, CimXmlWriter& writer) const {
-  switch (request.operation) {
-    case CimOperation::GetClass:
-    case CimOperation::EnumerateClasses:
-    case CimOperation::EnumerateClassNames:
-      classOperation(request, writer);
-      return;
-    case CimOperation::EnumerateInstances:
-      enumerateInstances(request, route, writer);
-      return;
-    case CimOperation::EnumerateInstanceNames:
-      enumerateInstanceNames(request, route, writer);
-      return;
-    case CimOperation::Associators:
-      associators(request, route.at(0), writer);
-      return;
-    case CimOperation::AssociatorNames:
-      associatorNames(request, route.at(0), writer);
-      return;
-    case CimOperation::References:
-      references(request, route.at(0), writer);
-      return;
-    case CimOperation::ReferenceNames:
-      referenceNames(request, route.at(0), writer);
-      return;
-    case CimOperation::GetInstance:
-      getInstance(request, route.at(0), writer);
-      return;
-    case CimOperation::GetProperty:
-      getProperty(request, route.at(0), writer);
-      return;
-    case CimOperation::CreateInstance:
-      createInstance(request, route.at(0), writer);
-      return;
-    case CimOperation::MethodCall:
-      methodCall(request, route.at(0), writer);
-      return;
-    case CimOperation::ModifyInstance: {
-      kest::IProvider& provider = route.at(0).provider->provider();
-      TransactionScope scope(provider, request.methodName);
-      provider.modifyInstance(request.nameSpace, request.instance, providerPropertyList(request),
-                              scope.transaction());
-      return;
-    }
-    case CimOperation::DeleteInstance: {
-      kest::IProvider& provider = route.at(0).provider->provider();
-      TransactionScope scope(provider, request.methodName);
-      provider.deleteInstance(request.nameSpace, request.instanceName, scope.transaction());
-      return;
-    }
-    case CimOperation::SetProperty: {
-      kest::IProvider& provider = route.at(0).provider->provider();
-      TransactionScope scope(provider, request.methodName);
-      provider.setProperty(request.nameSpace, request.instanceName, request.propertyName,
-                           request.newValue, scope.transaction());
-      return;
-    }
+  const OperationRunner runner = describe(request.operation).run;
+  if (runner == nullptr) {
+    throw CimError(CIM_ERR_NOT_SUPPORTED,
+                   "The operation " + request.methodName + " is not supported by this server");
   }
+  (this->*runner)(request, route, writer);
+}
+
+void Dispatcher::modifyInstance(const CimRequest& request, const Route& route,
+                                CimXmlWriter&) const {
+  kest::IProvider& provider = route.at(0).provider->provider();
+  TransactionScope scope(provider, request.methodName);
+  provider.modifyInstance(request.nameSpace, request.instance, providerPropertyList(request),
+                          scope.transaction());
+}
+
+void Dispatcher::deleteInstance(const CimRequest& request, const Route& route,
+                                CimXmlWriter&) const {
+  kest::IProvider& provider = route.at(0).provider->provider();
+  TransactionScope scope(provider, request.methodName);
+  provider.deleteInstance(request.nameSpace, request.instanceName, scope.transaction());
+}
+
+void Dispatcher::setProperty(const CimRequest& request, const Route& route, CimXmlWriter&) const {
+  kest::IProvider& provider = route.at(0).provider->provider();
+  TransactionScope scope(provider, request.methodName);
+  provider.setProperty(request.nameSpace, request.instanceName, request.propertyName,
+                       request.newValue, scope.transaction());
 }
 
 void Dispatcher::enumerateInstances(const CimRequest& request, const Route& route,
@@ -512,8 +484,9 @@ TOVSmrPtr<ITovaObject> Dispatcher::fetch(const CimRequest& request,
   return object;
 }
 
-void Dispatcher::associators(const CimRequest& request, const Target& target,
+void Dispatcher::associators(const CimRequest& request, const Route& route,
                              CimXmlWriter& writer) const {
+  const Target& target = route.at(0);
   const InstanceSelection selection(_catalog, request, _undeclared);
   writer.beginIReturnValue();
   collectThenWrite<TOVSmrPtr<ITovaValue>>(
@@ -555,8 +528,9 @@ void Dispatcher::associators(const CimRequest& request, const Target& target,
   writer.end();
 }
 
-void Dispatcher::associatorNames(const CimRequest& request, const Target& target,
+void Dispatcher::associatorNames(const CimRequest& request, const Route& route,
                                  CimXmlWriter& writer) const {
+  const Target& target = route.at(0);
   writer.beginIReturnValue();
   collectThenWrite<TOVSmrPtr<ITovaInstanceName>>(
       writer,
@@ -573,8 +547,9 @@ void Dispatcher::associatorNames(const CimRequest& request, const Target& target
   writer.end();
 }
 
-void Dispatcher::references(const CimRequest& request, const Target& target,
+void Dispatcher::references(const CimRequest& request, const Route& route,
                             CimXmlWriter& writer) const {
+  const Target& target = route.at(0);
   const InstanceSelection selection(_catalog, request, _undeclared);
   writer.beginIReturnValue();
   collectThenWrite<TOVSmrPtr<ITovaObject>>(
@@ -591,8 +566,9 @@ void Dispatcher::references(const CimRequest& request, const Target& target,
   writer.end();
 }
 
-void Dispatcher::referenceNames(const CimRequest& request, const Target& target,
+void Dispatcher::referenceNames(const CimRequest& request, const Route& route,
                                 CimXmlWriter& writer) const {
+  const Target& target = route.at(0);
   writer.beginIReturnValue();
   collectThenWrite<TOVSmrPtr<ITovaInstanceName>>(
       writer,
@@ -608,8 +584,9 @@ void Dispatcher::referenceNames(const CimRequest& request, const Target& target,
   writer.end();
 }
 
-void Dispatcher::getInstance(const CimRequest& request, const Target& target,
+void Dispatcher::getInstance(const CimRequest& request, const Route& route,
                              CimXmlWriter& writer) const {
+  const Target& target = route.at(0);
   kest::IProvider& provider = target.provider->provider();
   TOVSmrPtr<ITovaObject> object;
   {
@@ -628,8 +605,9 @@ void Dispatcher::getInstance(const CimRequest& request, const Target& target,
   writer.end();
 }
 
-void Dispatcher::getProperty(const CimRequest& request, const Target& target,
+void Dispatcher::getProperty(const CimRequest& request, const Route& route,
                              CimXmlWriter& writer) const {
+  const Target& target = route.at(0);
   kest::IProvider& provider = target.provider->provider();
   TOVSmrPtr<ITovaObject> object;
   {
@@ -652,8 +630,9 @@ void Dispatcher::getProperty(const CimRequest& request, const Target& target,
   writer.end();
 }
 
-void Dispatcher::createInstance(const CimRequest& request, const Target& target,
+void Dispatcher::createInstance(const CimRequest& request, const Route& route,
                                 CimXmlWriter& writer) const {
+  const Target& target = route.at(0);
   kest::IProvider& provider = target.provider->provider();
   TOVSmrPtr<ITovaInstanceName> name;
   {
@@ -670,8 +649,9 @@ void Dispatcher::createInstance(const CimRequest& request, const Target& target,
   writer.end();
 }
 
-void Dispatcher::methodCall(const CimRequest& request, const Target& target,
+void Dispatcher::methodCall(const CimRequest& request, const Route& route,
                             CimXmlWriter& writer) const {
+  const Target& target = route.at(0);
   kest::IProvider& provider = target.provider->provider();
   const kest::IProvider::ParameterList out(new TOVValSlist<TOVParameter>());
   TOVSmrPtr<ITovaValue> returnValue;
@@ -703,7 +683,8 @@ void Dispatcher::methodCall(const CimRequest& request, const Target& target,
   }
 }
 
-void Dispatcher::classOperation(const CimRequest& request, CimXmlWriter& writer) const {
+void Dispatcher::classOperation(const CimRequest& request, const Route&,
+                                CimXmlWriter& writer) const {
   kest::repository::ClassRequestOptions options;
   options.localOnly = request.localOnly;
   options.includeQualifiers = request.includeQualifiers;

@@ -9,6 +9,7 @@
 #include "server/CimRequest.h"
 #include "server/CimXmlWriter.h"
 #include "server/ClassCatalog.h"
+#include "server/Operations.h"
 #include "server/ProviderSet.h"
 
 namespace kest::server {
@@ -71,36 +72,43 @@ class UndeclaredPropertyLog {
 // Threads: const; any number of requests may be dispatched concurrently.
 class Dispatcher {
  public:
-  // Where an operation goes: the provider and the class to ask it for.
-  struct Target {
-    LoadedProvider* provider;
-    TOVString className;
-  };
-  using Route = std::vector<Target>;
+  using Target = RouteTarget;
+  using Route = kest::server::Route;
 
   Dispatcher(const ProviderSet& providers, const ClassCatalog& catalog,
              std::vector<TOVString> nameSpaces);
 
-  // Throws CimError.
+  // Finds who serves the request, by the route kind of its operation (see
+  // server/Operations.h). Throws CimError.
   Route route(const CimRequest& request) const;
+  // Runs the request through the handler its operation names. Throws
+  // CimError (CIM_ERR_NOT_SUPPORTED for an operation without a handler) and
+  // whatever the provider throws.
   void run(const CimRequest& request, const Route& route, CimXmlWriter& writer) const;
 
   bool servesNameSpace(const TOVString& nameSpace) const;
 
- private:
+  // The handlers, one per operation (or family of operations), named by the
+  // operation table; each writes the content of the open response.
+  void classOperation(const CimRequest& request, const Route& route, CimXmlWriter& writer) const;
   void enumerateInstances(const CimRequest& request, const Route& route,
                           CimXmlWriter& writer) const;
   void enumerateInstanceNames(const CimRequest& request, const Route& route,
                               CimXmlWriter& writer) const;
-  void associators(const CimRequest& request, const Target& target, CimXmlWriter& writer) const;
-  void associatorNames(const CimRequest& request, const Target& target, CimXmlWriter& writer) const;
-  void references(const CimRequest& request, const Target& target, CimXmlWriter& writer) const;
-  void referenceNames(const CimRequest& request, const Target& target, CimXmlWriter& writer) const;
-  void getInstance(const CimRequest& request, const Target& target, CimXmlWriter& writer) const;
-  void getProperty(const CimRequest& request, const Target& target, CimXmlWriter& writer) const;
-  void createInstance(const CimRequest& request, const Target& target, CimXmlWriter& writer) const;
-  void methodCall(const CimRequest& request, const Target& target, CimXmlWriter& writer) const;
-  void classOperation(const CimRequest& request, CimXmlWriter& writer) const;
+  void associators(const CimRequest& request, const Route& route, CimXmlWriter& writer) const;
+  void associatorNames(const CimRequest& request, const Route& route, CimXmlWriter& writer) const;
+  void references(const CimRequest& request, const Route& route, CimXmlWriter& writer) const;
+  void referenceNames(const CimRequest& request, const Route& route, CimXmlWriter& writer) const;
+  void getInstance(const CimRequest& request, const Route& route, CimXmlWriter& writer) const;
+  void getProperty(const CimRequest& request, const Route& route, CimXmlWriter& writer) const;
+  void createInstance(const CimRequest& request, const Route& route, CimXmlWriter& writer) const;
+  void modifyInstance(const CimRequest& request, const Route& route, CimXmlWriter& writer) const;
+  void deleteInstance(const CimRequest& request, const Route& route, CimXmlWriter& writer) const;
+  void setProperty(const CimRequest& request, const Route& route, CimXmlWriter& writer) const;
+  void methodCall(const CimRequest& request, const Route& route, CimXmlWriter& writer) const;
+
+ private:
+  Route familyRoute(const CimRequest& request) const;
   // The object named name, from the provider of its class; null when there
   // is none.
   TOVSmrPtr<ITovaObject> fetch(const CimRequest& request,

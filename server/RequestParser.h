@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <exception>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -9,26 +8,11 @@
 #include "server/CimError.h"
 #include "server/CimRequest.h"
 #include "server/ClassCatalog.h"
+#include "server/RequestRejected.h"
+// scalarFromText, which reads values as requests carry them.
+#include "server/xml/ScalarText.h"
 
 namespace kest::server {
-
-// RequestRejected: a request refused at the HTTP level (DSP0200): the HTTP
-// status, the value of the CIMError header (request-not-well-formed,
-// request-not-valid, unsupported-cim-version, ...; empty when the status
-// takes none) and a human-readable detail.
-class RequestRejected : public std::exception {
- public:
-  RequestRejected(int httpStatus, std::string cimError, std::string detail);
-  int httpStatus() const noexcept { return _httpStatus; }
-  const std::string& cimError() const noexcept { return _cimError; }
-  const std::string& detail() const noexcept { return _detail; }
-  const char* what() const noexcept override { return _detail.c_str(); }
-
- private:
-  int _httpStatus;
-  std::string _cimError;
-  std::string _detail;
-};
 
 // What RequestParser read from a request message: the message identifier and
 // the method name always, and either the operation or the CIM error to answer
@@ -41,11 +25,6 @@ struct ParsedRequest {
   std::optional<CimRequest> request;
   std::optional<CimError> error;
 };
-
-// A scalar of the intrinsic type code (not Reference or Object) read from
-// its CIM-XML text ("TRUE", "-5", "1.5e+10", a datetime, ...); null when the
-// text holds no such value (out of range, malformed).
-TOVSmrPtr<ITovaValue> scalarFromText(std::string_view text, CimTypeCode code);
 
 // RequestParser: reads a CIM-XML request message (DSP0201, a SIMPLEREQ with
 // one IMETHODCALL or METHODCALL) into a CimRequest.
@@ -66,6 +45,10 @@ TOVSmrPtr<ITovaValue> scalarFromText(std::string_view text, CimTypeCode code);
 // them types is a string (the framework's parameter helpers convert strings).
 // Embedded objects (EmbeddedObject="instance" or "object") are parsed from
 // their escaped INSTANCE text, within the same depth limit.
+//
+// The message envelope is read here; the operations by
+// xml::readIntrinsic (from the operation table, server/Operations.h) and
+// xml::readMethodCall, their values by xml::ElementReader.
 //
 // Threads: const and stateless apart from the catalog reference; one parser
 // may serve every request thread.

@@ -18,6 +18,7 @@
 #include "host/Repository.h"
 #include "host/Value.h"
 #include "streaming/VectorCollector.h"
+#include "support/ClassTableRepository.h"
 #include "support/ObjectModelBuilders.h"
 #include "support/SystemFixture.h"
 
@@ -72,7 +73,8 @@ class SystemProviderFixture : public ::testing::Test {
   SystemProviderFixture() : _context(new RecordingProviderContext()) {
     _fixture.populate();
     _provider = std::make_unique<examples::SystemProvider>(_fixture.providerOptions());
-    const TOVSmrPtr<CTovaRepository> repository(new CTovaRepository(kTestNameSpace));
+    const TOVSmrPtr<kest::testing::ClassTableRepository> repository(
+        new kest::testing::ClassTableRepository(kTestNameSpace));
     using namespace examples;
     for (const char* element : {kProcessClass, kFileSystemClass, kNetworkInterfaceClass}) {
       repository->addClass(kTestNameSpace, element, kLogicalElementClass);

@@ -27,6 +27,7 @@
 #include "host/String.h"
 #include "host/Value.h"
 #include "streaming/VectorCollector.h"
+#include "support/ClassTableRepository.h"
 #include "support/ObjectModelBuilders.h"
 #include "support/TestInstances.h"
 #include "support/TestProvider.h"
@@ -193,7 +194,7 @@ class ProviderRequestsTest : public ::testing::Test {
   ProviderRequestsTest()
       : _host(_provider),
         _context(new RecordingProviderContext()),
-        _repository(new CTovaRepository("root/kest")) {}
+        _repository(new kest::testing::ClassTableRepository("root/kest")) {}
 
   // What the host does when it loads the provider, then the first refresh.
   void SetUp() override {
@@ -273,7 +274,7 @@ class ProviderRequestsTest : public ::testing::Test {
   ArrayProvider _provider;
   kest::IProvider& _host;
   TOVSmrPtr<RecordingProviderContext> _context;
-  TOVSmrPtr<CTovaRepository> _repository;
+  TOVSmrPtr<kest::testing::ClassTableRepository> _repository;
   TOVSmrPtr<TestInstance> _device, _disk, _flash, _volume;
   TOVSmrPtr<BasedOnLink> _diskLink, _flashLink;
 };

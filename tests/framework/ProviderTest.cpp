@@ -32,6 +32,7 @@
 #include "host/String.h"
 #include "host/Value.h"
 #include "streaming/VectorCollector.h"
+#include "support/ClassTableRepository.h"
 #include "support/ObjectModelBuilders.h"
 #include "support/TestInstances.h"
 #include "support/TestProvider.h"
@@ -192,7 +193,7 @@ TEST_F(ProviderTest, StaticSubscriberRelaysNativeIndicationsToTheProviderContext
 }
 
 TEST_F(ProviderTest, InitializeSetWorkAreaAndSetProviderContextStoreTheirArguments) {
-  const TOVSmrPtr<ITovaRepository> repository(new CTovaRepository("root/kest"));
+  const TOVSmrPtr<ITovaRepository> repository(new kest::testing::ClassTableRepository("root/kest"));
 
   _provider.initialize(repository);
   _provider.setWorkArea("/var/lib/kest/array");

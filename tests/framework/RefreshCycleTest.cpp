@@ -32,6 +32,7 @@
 #include "host/String.h"
 #include "host/Time.h"
 #include "streaming/VectorCollector.h"
+#include "support/ClassTableRepository.h"
 #include "support/ObjectModelBuilders.h"
 #include "support/TestInstances.h"
 #include "support/TestProvider.h"
@@ -193,7 +194,8 @@ class RefreshCycleTest : public ::testing::Test {
       seconds = 1700000000 + _ticks.fetch_add(1);
       nanoseconds = 0;
     });
-    _host.initialize(TOVSmrPtr<ITovaRepository>(new CTovaRepository("root/kest")));
+    _host.initialize(
+        TOVSmrPtr<ITovaRepository>(new kest::testing::ClassTableRepository("root/kest")));
     _host.setProviderContext(_context);
     _host.startup();
     _host.postStartup();

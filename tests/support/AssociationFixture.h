@@ -24,6 +24,7 @@
 #include "host/String.h"
 #include "host/Value.h"
 #include "streaming/VectorCollector.h"
+#include "support/ClassTableRepository.h"
 #include "support/ObjectModelBuilders.h"
 #include "support/TestInstances.h"
 #include "support/TestProvider.h"
@@ -68,7 +69,7 @@ std::vector<ITovaObject*> pointersOf(const Objects& objects) {
   return pointers;
 }
 
-// A repository that answers like CTovaRepository and records each subclass
+// A repository that answers like kest::testing::ClassTableRepository and records each subclass
 // test as "<nameSpace>|<className>|<superClassName>".
 class RecordingRepository : public ITovaRepository {
  public:
@@ -88,7 +89,7 @@ class RecordingRepository : public ITovaRepository {
   std::vector<std::string> asked;
 
  private:
-  CTovaRepository _classes;
+  kest::testing::ClassTableRepository _classes;
 };
 
 class AssociationFixture : public ::testing::Test {

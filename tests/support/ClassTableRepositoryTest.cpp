@@ -1,4 +1,4 @@
-#include "host/Repository.h"
+#include "support/ClassTableRepository.h"
 
 #include <gtest/gtest.h>
 
@@ -12,9 +12,9 @@
 namespace {
 
 // The hierarchy of the subclass contract (tests/support/SubclassContract.h).
-class CTovaRepositoryTest : public ::testing::Test {
+class ClassTableRepositoryTest : public ::testing::Test {
  protected:
-  CTovaRepositoryTest() : repository("root/cimv2") {
+  ClassTableRepositoryTest() : repository("root/cimv2") {
     repository.addClass("root/cimv2", "CIM_ManagedElement", "");
     repository.addClass("root/cimv2", "CIM_LogicalElement", "CIM_ManagedElement");
     repository.addClass("root/cimv2", "CIM_LogicalDevice", "CIM_LogicalElement");
@@ -23,14 +23,14 @@ class CTovaRepositoryTest : public ::testing::Test {
     repository.addClass("root/other", "ACME_Disk", "");
   }
 
-  CTovaRepository repository;
+  kest::testing::ClassTableRepository repository;
 };
 
-TEST_F(CTovaRepositoryTest, IsSubclassFollowsTheSuperclassChain) {
+TEST_F(ClassTableRepositoryTest, IsSubclassFollowsTheSuperclassChain) {
   kest::testing::expectSubclassContract(repository);
 }
 
-TEST_F(CTovaRepositoryTest, HasClassIgnoresCaseAndResolvesTheDefaultNameSpace) {
+TEST_F(ClassTableRepositoryTest, HasClassIgnoresCaseAndResolvesTheDefaultNameSpace) {
   EXPECT_TRUE(repository.hasClass("root/cimv2", "acme_disk"));
   EXPECT_TRUE(repository.hasClass("", "CIM_LogicalDevice"));
   EXPECT_TRUE(repository.hasClass("Root/Other", "ACME_DISK"));
@@ -38,21 +38,21 @@ TEST_F(CTovaRepositoryTest, HasClassIgnoresCaseAndResolvesTheDefaultNameSpace) {
   EXPECT_FALSE(repository.hasClass("root/cimv2", "ACME_Undeclared"));
 }
 
-TEST_F(CTovaRepositoryTest, GetSuperClassNameGivesTheDeclaredName) {
+TEST_F(ClassTableRepositoryTest, GetSuperClassNameGivesTheDeclaredName) {
   EXPECT_EQ(repository.getSuperClassName("root/cimv2", "acme_disk"), "CIM_LogicalDevice");
   EXPECT_TRUE(repository.getSuperClassName("root/cimv2", "CIM_ManagedElement").isNull());
   EXPECT_FALSE(repository.getSuperClassName("root/cimv2", "CIM_ManagedElement").isNullBuffer());
   EXPECT_TRUE(repository.getSuperClassName("root/cimv2", "ACME_Unknown").isNullBuffer());
 }
 
-TEST_F(CTovaRepositoryTest, RedeclaringAClassReplacesItsSuperclass) {
+TEST_F(ClassTableRepositoryTest, RedeclaringAClassReplacesItsSuperclass) {
   repository.addClass("ROOT/cimv2", "acme_disk", "CIM_ManagedElement");
   EXPECT_EQ(repository.getSuperClassName("", "ACME_Disk"), "CIM_ManagedElement");
   EXPECT_FALSE(repository.isSubclass("", "ACME_Disk", "CIM_LogicalDevice"));
   EXPECT_TRUE(repository.isSubclass("", "ACME_Disk", "CIM_ManagedElement"));
 }
 
-TEST_F(CTovaRepositoryTest, CyclicDeclarationsEndTheWalk) {
+TEST_F(ClassTableRepositoryTest, CyclicDeclarationsEndTheWalk) {
   repository.addClass("", "Loop_A", "Loop_B");
   repository.addClass("", "Loop_B", "Loop_A");
   EXPECT_TRUE(repository.isSubclass("", "Loop_A", "Loop_B"));
@@ -61,7 +61,7 @@ TEST_F(CTovaRepositoryTest, CyclicDeclarationsEndTheWalk) {
   EXPECT_FALSE(repository.isSubclass("", "Self", "Other"));
 }
 
-TEST_F(CTovaRepositoryTest, ClassesMayBeAddedWhileOthersAreQueried) {
+TEST_F(ClassTableRepositoryTest, ClassesMayBeAddedWhileOthersAreQueried) {
   std::atomic<bool> stop{false};
   std::atomic<int> wrong{0};
   std::vector<std::thread> readers;

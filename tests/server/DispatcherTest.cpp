@@ -1,0 +1,465 @@
+// Unit tests of the dispatcher: routing and running CIM operations against
+// in-process mock providers and the class catalog, with the response written
+// into a string.
+
+#include "server/Dispatcher.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/ActualParameter.h"
+#include "host/Exception.h"
+#include "host/InstanceName.h"
+#include "host/Log.h"
+#include "host/Object.h"
+#include "host/Property.h"
+#include "host/Value.h"
+#include "server/CimError.h"
+#include "server/CimRequest.h"
+#include "server/CimXmlWriter.h"
+#include "server/ClassCatalog.h"
+#include "server/ProviderLoader.h"
+#include "server/ProviderSet.h"
+#include "tests/server/MockProvider.h"
+#include "tests/server/ServerTestSupport.h"
+
+using kest::server::CimError;
+using kest::server::CimOperation;
+using kest::server::CimRequest;
+using kest::server::CimXmlWriter;
+using kest::server::ClassCatalog;
+using kest::server::DeclaredClass;
+using kest::server::Dispatcher;
+using kest::server::ProviderSet;
+using kest::server::ProviderSpec;
+using kest::server::StringBody;
+using kest::server::testing::allowLifecycleCalls;
+using kest::server::testing::dtdErrors;
+using kest::server::testing::MockProvider;
+using ::testing::_;
+using ::testing::InSequence;
+using ::testing::NiceMock;
+using ::testing::Return;
+using ::testing::SaveArg;
+using ::testing::StrictMock;
+
+namespace {
+
+const TOVString kNameSpace("root/cimv2");
+
+std::size_t count(const std::string& text, const std::string& part) {
+  std::size_t n = 0;
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++n;
+  return n;
+}
+
+DeclaredClass declared(const char* name, const char* superClass = "", bool association = false) {
+  return DeclaredClass{name, superClass, association};
+}
+
+ProviderSpec spec(const std::string& name, std::shared_ptr<MockProvider> mock,
+                  std::vector<DeclaredClass> classes) {
+  return ProviderSpec(name, kNameSpace, std::move(mock), std::move(classes));
+}
+
+// The name className.Name="key", without a namespace path.
+TOVSmrPtr<ITovaInstanceName> nameOf(const char* className, const char* key) {
+  TOVPropertyList keys(new TOVValSlist<TOVSmrPtr<ITovaProperty>>());
+  keys->append(TOVSmrPtr<ITovaProperty>(
+      new CTovaProperty("Name", TOVSmrPtr<ITovaValue>(new CTovaValue(key)), false)));
+  return TOVSmrPtr<ITovaInstanceName>(
+      new CTovaInstanceName(className, keys, TOVSmrPtr<ITovaNameSpacePath>()));
+}
+
+// An instance of className named by nameOf(className, key), with its key
+// property.
+TOVSmrPtr<ITovaObject> instanceOf(const char* className, const char* key) {
+  TOVSmrPtr<CTovaObject> object(new CTovaObject(className));
+  object->setInstanceName(nameOf(className, key));
+  object->setProperty("Name", TOVSmrPtr<ITovaValue>(new CTovaValue(key)));
+  return CTovaObject::iPtr(object);
+}
+
+CimRequest requestFor(CimOperation operation, const char* methodName, const char* className) {
+  CimRequest request;
+  request.messageId = "1";
+  request.operation = operation;
+  request.methodName = methodName;
+  request.nameSpace = kNameSpace;
+  request.className = className;
+  return request;
+}
+
+CimRequest getInstanceOf(const char* className, const char* key) {
+  CimRequest request = requestFor(CimOperation::GetInstance, "GetInstance", className);
+  request.instanceName = nameOf(className, key);
+  return request;
+}
+
+// One response message being written, as the service opens it: a
+// CimXmlWriter over a StringBody with the IMETHODRESPONSE (or, for method
+// calls, the METHODRESPONSE) open.
+class Response {
+ public:
+  explicit Response(const CimRequest& request,
+                    std::size_t flushThreshold = CimXmlWriter::kDefaultFlushThreshold)
+      : _writer(_body, "myhost", request.nameSpace, flushThreshold) {
+    _writer.beginMessage(request.messageId);
+    if (request.operation == CimOperation::MethodCall) {
+      _writer.beginMethodResponse(request.methodName);
+    } else {
+      _writer.beginIMethodResponse(request.methodName);
+    }
+  }
+  CimXmlWriter& writer() { return _writer; }
+  // What the body has received so far.
+  const std::string& received() const { return _body.text(); }
+  // Closes the message and returns all of it.
+  const std::string& finished() {
+    _writer.finish();
+    return _body.text();
+  }
+
+ private:
+  StringBody _body;
+  CimXmlWriter _writer;
+};
+
+class DispatcherTest : public ::testing::Test {
+ protected:
+  DispatcherTest() : _dispatcher(_providers, _catalog, {"root/cimv2", "root/interop"}) {}
+
+  // Full class definitions; call before serve().
+  void compile(const std::string& mof) { _catalog.compileMofText("classes.mof", mof); }
+  void serve(const std::vector<ProviderSpec>& specs) {
+    _providers.start(specs, _catalog.repository(), "", _catalog);
+  }
+
+  // Routes and runs request; returns the whole response message.
+  std::string answer(const CimRequest& request) {
+    Response response(request);
+    _dispatcher.run(request, _dispatcher.route(request), response.writer());
+    return response.finished();
+  }
+
+  // The CIM status route() refuses request with; 0 when it routes it.
+  int refusal(const CimRequest& request) const {
+    try {
+      _dispatcher.route(request);
+    } catch (const CimError& error) {
+      return error.code();
+    }
+    return 0;
+  }
+
+  TOVScopedLogCapture _capture;
+  ClassCatalog _catalog{kNameSpace};
+  ProviderSet _providers;
+  Dispatcher _dispatcher;
+};
+
+}  // namespace
+
+// --- route() ------------------------------------------------------------------------
+
+TEST_F(DispatcherTest, RouteRefusesANamespaceTheServerDoesNotServe) {
+  auto mock = std::make_shared<NiceMock<MockProvider>>();
+  serve({spec("widgets", mock, {declared("Test_Widget")})});
+  CimRequest request = getInstanceOf("Test_Widget", "w1");
+  EXPECT_EQ(refusal(request), 0);
+  request.nameSpace = "root/elsewhere";
+  EXPECT_EQ(refusal(request), kest::server::CIM_ERR_INVALID_NAMESPACE);
+  CimRequest classRequest = requestFor(CimOperation::GetClass, "GetClass", "Test_Widget");
+  classRequest.nameSpace = "root/elsewhere";
+  EXPECT_EQ(refusal(classRequest), kest::server::CIM_ERR_INVALID_NAMESPACE);
+}
+
+TEST_F(DispatcherTest, RouteRefusesAnInstanceOperationOnAClassNoProviderDeclares) {
+  compile("class Test_Orphan { [Key] string Name; };\n");
+  auto mock = std::make_shared<NiceMock<MockProvider>>();
+  serve({spec("widgets", mock, {declared("Test_Widget")})});
+  EXPECT_EQ(refusal(getInstanceOf("Test_Orphan", "o1")), kest::server::CIM_ERR_INVALID_CLASS);
+  EXPECT_EQ(
+      refusal(requestFor(CimOperation::EnumerateInstances, "EnumerateInstances", "Test_Nowhere")),
+      kest::server::CIM_ERR_INVALID_CLASS);
+  EXPECT_EQ(refusal(getInstanceOf("Test_Widget", "w1")), 0);
+}
+
+TEST_F(DispatcherTest, RouteRefusesGetClassOfAnUnknownClass) {
+  auto mock = std::make_shared<NiceMock<MockProvider>>();
+  serve({spec("widgets", mock, {declared("Test_Widget")})});
+  EXPECT_EQ(refusal(requestFor(CimOperation::GetClass, "GetClass", "Test_Unknown")),
+            kest::server::CIM_ERR_NOT_FOUND);
+  EXPECT_EQ(refusal(requestFor(CimOperation::GetClass, "GetClass", "test_widget")), 0);
+}
+
+TEST_F(DispatcherTest, RouteRefusesAssociationRequestsOnAClass) {
+  auto mock = std::make_shared<NiceMock<MockProvider>>();
+  serve({spec("widgets", mock, {declared("Test_Widget")})});
+  for (const auto& [operation, methodName] :
+       {std::pair{CimOperation::Associators, "Associators"},
+        std::pair{CimOperation::AssociatorNames, "AssociatorNames"},
+        std::pair{CimOperation::References, "References"},
+        std::pair{CimOperation::ReferenceNames, "ReferenceNames"}}) {
+    CimRequest request = requestFor(operation, methodName, "Test_Widget");
+    request.objectIsClass = true;
+    EXPECT_EQ(refusal(request), kest::server::CIM_ERR_NOT_SUPPORTED) << methodName;
+    request.objectIsClass = false;
+    request.instanceName = nameOf("Test_Widget", "w1");
+    EXPECT_EQ(refusal(request), 0) << methodName;
+  }
+}
+
+TEST_F(DispatcherTest, EnumerateInstancesGoesToTheTopmostClassOfEachProvider) {
+  auto first = std::make_shared<NiceMock<MockProvider>>();
+  auto second = std::make_shared<NiceMock<MockProvider>>();
+  serve({spec("first", first,
+              {declared("Test_Base"), declared("Test_A", "Test_Base"),
+               declared("Test_A1", "Test_A")}),
+         spec("second", second, {declared("Test_B", "Test_Base"), declared("Test_B1", "Test_B")})});
+  const CimRequest request =
+      requestFor(CimOperation::EnumerateInstances, "EnumerateInstances", "Test_Base");
+
+  const Dispatcher::Route route = _dispatcher.route(request);
+  ASSERT_EQ(route.size(), 2u);
+  EXPECT_EQ(&route[0].provider->provider(), first.get());
+  EXPECT_EQ(route[0].className, TOVString("Test_Base"));
+  EXPECT_EQ(&route[1].provider->provider(), second.get());
+  EXPECT_EQ(route[1].className, TOVString("Test_B"));
+
+  // Each provider is asked once, for its topmost class only.
+  EXPECT_CALL(*first, enumerateInstances(_, kNameSpace, TOVString("Test_Base"), _, _));
+  EXPECT_CALL(*second, enumerateInstances(_, kNameSpace, TOVString("Test_B"), _, _));
+  Response response(request);
+  _dispatcher.run(request, route, response.writer());
+}
+
+// --- run() --------------------------------------------------------------------------
+
+TEST_F(DispatcherTest, EveryProviderCallIsBracketedByATransactionOfItsOwn) {
+  auto mock = std::make_shared<NiceMock<MockProvider>>();
+  serve({spec("widgets", mock, {declared("Test_Widget")})});
+  TOVSmrPtr<ITovaTransaction> first;
+  TOVSmrPtr<ITovaTransaction> second;
+  {
+    InSequence order;
+    EXPECT_CALL(*mock, startTransaction(_)).WillOnce(SaveArg<0>(&first));
+    EXPECT_CALL(*mock, getInstance(_, _, _, _, _))
+        .WillOnce([&](TOVSmrPtr<ITovaObject>& result, auto&&, auto&&,
+                      const TOVSmrPtr<ITovaTransaction>& transaction, auto&&) {
+          EXPECT_TRUE(transaction == first);
+          result = instanceOf("Test_Widget", "w1");
+        });
+    EXPECT_CALL(*mock, endTransaction(_)).WillOnce([&](const TOVSmrPtr<ITovaTransaction>& t) {
+      EXPECT_TRUE(t == first);
+    });
+    EXPECT_CALL(*mock, startTransaction(_)).WillOnce(SaveArg<0>(&second));
+    EXPECT_CALL(*mock, deleteInstance(_, _, _))
+        .WillOnce([&](auto&&, auto&&, const TOVSmrPtr<ITovaTransaction>& transaction) {
+          EXPECT_TRUE(transaction == second);
+        });
+    EXPECT_CALL(*mock, endTransaction(_)).WillOnce([&](const TOVSmrPtr<ITovaTransaction>& t) {
+      EXPECT_TRUE(t == second);
+    });
+  }
+  answer(getInstanceOf("Test_Widget", "w1"));
+  CimRequest remove = requestFor(CimOperation::DeleteInstance, "DeleteInstance", "Test_Widget");
+  remove.instanceName = nameOf("Test_Widget", "w1");
+  answer(remove);
+  EXPECT_FALSE(first.isNull());
+  EXPECT_FALSE(second.isNull());
+  EXPECT_FALSE(first == second);
+}
+
+TEST_F(DispatcherTest, AProviderThatThrowsStillHasItsTransactionEnded) {
+  auto mock = std::make_shared<NiceMock<MockProvider>>();
+  serve({spec("widgets", mock, {declared("Test_Widget")})});
+  {
+    InSequence order;
+    EXPECT_CALL(*mock, startTransaction(_));
+    EXPECT_CALL(*mock, enumerateInstanceNames(_, _, _, _)).WillOnce([](auto&&...) {
+      throw CimError(kest::server::CIM_ERR_ACCESS_DENIED, "no");
+    });
+    EXPECT_CALL(*mock, endTransaction(_));
+  }
+  EXPECT_THROW(answer(requestFor(CimOperation::EnumerateInstanceNames, "EnumerateInstanceNames",
+                                 "Test_Widget")),
+               CimError);
+}
+
+TEST_F(DispatcherTest, EnumeratedInstancesAreWrittenAfterEachProviderCallReturns) {
+  auto first = std::make_shared<NiceMock<MockProvider>>();
+  auto second = std::make_shared<NiceMock<MockProvider>>();
+  serve({spec("first", first, {declared("Test_Base")}),
+         spec("second", second, {declared("Test_Sub", "Test_Base")})});
+  const CimRequest request =
+      requestFor(CimOperation::EnumerateInstances, "EnumerateInstances", "Test_Base");
+  // A threshold of one byte passes every written instance on at once.
+  Response response(request, 1);
+  EXPECT_CALL(*first, enumerateInstances(_, _, _, _, _))
+      .WillOnce([&](kest::ICollector<TOVSmrPtr<ITovaObject>>& results, auto&&...) {
+        const std::size_t buffered = response.writer().mark().bufferSize;
+        const std::size_t received = response.received().size();
+        results.add(instanceOf("Test_Base", "b1"));
+        results.add(instanceOf("Test_Base", "b2"));
+        // Adding wrote nothing: neither into the writer nor to the body.
+        EXPECT_EQ(response.writer().mark().bufferSize, buffered);
+        EXPECT_EQ(response.received().size(), received);
+        EXPECT_EQ(count(response.received(), "<VALUE.NAMEDINSTANCE>"), 0u);
+      });
+  EXPECT_CALL(*second, enumerateInstances(_, _, _, _, _))
+      .WillOnce([&](kest::ICollector<TOVSmrPtr<ITovaObject>>& results, auto&&...) {
+        // The first provider's results were written once its call returned.
+        EXPECT_EQ(count(response.received(), "<VALUE.NAMEDINSTANCE>"), 2u);
+        EXPECT_EQ(count(response.received(), "CLASSNAME=\"Test_Sub\""), 0u);
+        results.add(instanceOf("Test_Sub", "s1"));
+        EXPECT_EQ(count(response.received(), "CLASSNAME=\"Test_Sub\""), 0u);
+      });
+  _dispatcher.run(request, _dispatcher.route(request), response.writer());
+  const std::string& text = response.finished();
+  EXPECT_EQ(count(text, "<VALUE.NAMEDINSTANCE>"), 3u);
+  EXPECT_EQ(count(text, "<INSTANCE CLASSNAME=\"Test_Sub\">"), 1u);
+  EXPECT_EQ(dtdErrors(text), "");
+}
+
+TEST_F(DispatcherTest, AssociatorsFetchesAReferencedResultAfterTheAssociationProviderReturned) {
+  auto widgets = std::make_shared<NiceMock<MockProvider>>();
+  auto gadgets = std::make_shared<NiceMock<MockProvider>>();
+  serve({spec("widgets", widgets, {declared("Test_Widget")}),
+         spec("gadgets", gadgets, {declared("Test_Gadget")})});
+  CimRequest request = requestFor(CimOperation::Associators, "Associators", "Test_Widget");
+  request.instanceName = nameOf("Test_Widget", "w1");
+
+  bool insideAssociators = false;
+  InSequence order;
+  EXPECT_CALL(*widgets, associators(_, kNameSpace, _, _, _, _, _, _, _))
+      .WillOnce([&](kest::ICollector<TOVSmrPtr<ITovaValue>>& results, auto&&,
+                    const TOVSmrPtr<ITovaInstanceName>& source, auto&&...) {
+        insideAssociators = true;
+        EXPECT_TRUE(source == request.instanceName);
+        results.add(TOVSmrPtr<ITovaValue>(new CTovaValue(nameOf("Test_Gadget", "g1"))));
+        insideAssociators = false;
+      });
+  EXPECT_CALL(*gadgets, getInstance(_, kNameSpace, _, _, _))
+      .WillOnce([&](TOVSmrPtr<ITovaObject>& result, auto&&,
+                    const TOVSmrPtr<ITovaInstanceName>& name, auto&&...) {
+        EXPECT_FALSE(insideAssociators) << "the gadget was fetched during the associators call";
+        EXPECT_EQ(name->getClassname(), TOVString("Test_Gadget"));
+        result = instanceOf("Test_Gadget", "g1");
+      });
+  const std::string text = answer(request);
+  EXPECT_EQ(count(text, "<VALUE.OBJECTWITHPATH>"), 1u);
+  EXPECT_NE(text.find("<INSTANCE CLASSNAME=\"Test_Gadget\">"), std::string::npos) << text;
+  EXPECT_EQ(dtdErrors(text), "");
+}
+
+TEST_F(DispatcherTest, ResultsAddedBeforeAProviderFailsAreWrittenThenTheFailureIsThrown) {
+  auto mock = std::make_shared<NiceMock<MockProvider>>();
+  serve({spec("widgets", mock, {declared("Test_Widget")})});
+  const CimRequest request =
+      requestFor(CimOperation::EnumerateInstances, "EnumerateInstances", "Test_Widget");
+  EXPECT_CALL(*mock, enumerateInstances(_, _, _, _, _))
+      .WillOnce([](kest::ICollector<TOVSmrPtr<ITovaObject>>& results, auto&&...) {
+        results.add(instanceOf("Test_Widget", "w1"));
+        results.add(instanceOf("Test_Widget", "w2"));
+        throw TovaBaseException("Test", "enumerateInstances", "widgets", "the widget store broke",
+                                0);
+      });
+  Response response(request);
+  try {
+    _dispatcher.run(request, _dispatcher.route(request), response.writer());
+    ADD_FAILURE() << "the provider's failure was not thrown";
+  } catch (const TovaBaseException& failure) {
+    EXPECT_EQ(failure.getMessage(), TOVString("the widget store broke"));
+  }
+  const std::string& text = response.finished();
+  EXPECT_EQ(count(text, "<VALUE.NAMEDINSTANCE>"), 2u);
+  EXPECT_NE(text.find("<KEYVALUE VALUETYPE=\"string\" TYPE=\"string\">w2</KEYVALUE>"),
+            std::string::npos)
+      << text;
+}
+
+TEST_F(DispatcherTest, GetInstanceOfAMissingInstanceIsNotFound) {
+  auto mock = std::make_shared<NiceMock<MockProvider>>();
+  serve({spec("widgets", mock, {declared("Test_Widget")})});
+  EXPECT_CALL(*mock, getInstance(_, kNameSpace, _, _, _));  // leaves the result null
+  try {
+    answer(getInstanceOf("Test_Widget", "none"));
+    ADD_FAILURE() << "a missing instance was not refused";
+  } catch (const CimError& error) {
+    EXPECT_EQ(error.code(), kest::server::CIM_ERR_NOT_FOUND);
+    EXPECT_NE(error.description().find("none"), std::string::npos) << error.description();
+  }
+}
+
+TEST_F(DispatcherTest, CreateInstanceThatReturnsNoNameIsNotSupported) {
+  auto mock = std::make_shared<NiceMock<MockProvider>>();
+  serve({spec("widgets", mock, {declared("Test_Widget")})});
+  CimRequest request = requestFor(CimOperation::CreateInstance, "CreateInstance", "Test_Widget");
+  request.instance = instanceOf("Test_Widget", "new");
+  EXPECT_CALL(*mock, createInstance(kNameSpace, request.instance, _))
+      .WillOnce(Return(TOVSmrPtr<ITovaInstanceName>()));
+  try {
+    answer(request);
+    ADD_FAILURE() << "a provider that created nothing was not refused";
+  } catch (const CimError& error) {
+    EXPECT_EQ(error.code(), kest::server::CIM_ERR_NOT_SUPPORTED);
+  }
+
+  EXPECT_CALL(*mock, createInstance(kNameSpace, request.instance, _))
+      .WillOnce(Return(nameOf("Test_Widget", "new")));
+  EXPECT_NE(answer(request).find("<IRETURNVALUE><INSTANCENAME CLASSNAME=\"Test_Widget\">"),
+            std::string::npos);
+}
+
+TEST_F(DispatcherTest, AMethodResultTakesTheTypeTheMethodDeclares) {
+  compile(
+      "class Test_Widget {\n"
+      "  [Key] string Name;\n"
+      "  uint32 Reset([Out] uint16 Tries);\n"
+      "};\n");
+  auto mock = std::make_shared<NiceMock<MockProvider>>();
+  serve({spec("widgets", mock, {declared("Test_Widget")})});
+  CimRequest request = requestFor(CimOperation::MethodCall, "Reset", "Test_Widget");
+  request.instanceName = nameOf("Test_Widget", "w1");
+  request.inParameters = kest::IProvider::ParameterList(new TOVValSlist<TOVParameter>());
+  EXPECT_CALL(*mock, executeMethod(kNameSpace, _, TOVString("Reset"), _, _, _))
+      .WillOnce([](auto&&, auto&&, auto&&, auto&&, kest::IProvider::ParameterList out, auto&&) {
+        out->append(TOVParameter(
+            new CTovaActualParameter("Tries", TOVSmrPtr<ITovaValue>(new CTovaValue("3")))));
+        return TOVSmrPtr<ITovaValue>(new CTovaValue("5"));
+      });
+  const std::string text = answer(request);
+  EXPECT_NE(text.find("<METHODRESPONSE NAME=\"Reset\"><RETURNVALUE PARAMTYPE=\"uint32\">"
+                      "<VALUE>5</VALUE></RETURNVALUE><PARAMVALUE NAME=\"Tries\" "
+                      "PARAMTYPE=\"uint16\"><VALUE>3</VALUE></PARAMVALUE></METHODRESPONSE>"),
+            std::string::npos)
+      << text;
+  EXPECT_EQ(dtdErrors(text), "");
+}
+
+TEST_F(DispatcherTest, ClassOperationsAreAnsweredFromTheCatalogWithoutAProvider) {
+  compile(
+      "class Test_Widget { [Key] string Name; };\n"
+      "class Test_Knob : Test_Widget { uint8 Turns; };\n");
+  auto mock = std::make_shared<StrictMock<MockProvider>>();
+  allowLifecycleCalls(*mock);
+  serve({spec("widgets", mock, {declared("Test_Widget"), declared("Test_Knob", "Test_Widget")})});
+
+  const std::string cls = answer(requestFor(CimOperation::GetClass, "GetClass", "Test_Knob"));
+  EXPECT_NE(cls.find("<CLASS NAME=\"Test_Knob\" SUPERCLASS=\"Test_Widget\">"), std::string::npos)
+      << cls;
+  EXPECT_NE(cls.find("<PROPERTY NAME=\"Turns\" TYPE=\"uint8\""), std::string::npos) << cls;
+  EXPECT_EQ(dtdErrors(cls), "");
+  CimRequest classes = requestFor(CimOperation::EnumerateClasses, "EnumerateClasses", "");
+  classes.deepInheritance = true;
+  EXPECT_EQ(count(answer(classes), "<CLASS "), 2u);
+  const std::string names =
+      answer(requestFor(CimOperation::EnumerateClassNames, "EnumerateClassNames", "Test_Widget"));
+  EXPECT_NE(names.find("<CLASSNAME NAME=\"Test_Knob\"/>"), std::string::npos) << names;
+}

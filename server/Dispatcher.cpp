@@ -190,36 +190,45 @@ class ResultCollector : public kest::ICollector<T> {
   std::vector<T> _items;  // guarded by _mutex
 };
 
-// Runs call (a provider call that adds to a collector), then writes each
-// collected result with write, releasing each once written. An item that
-// fails to write is taken back out of the response and ends the writing
-// with that failure. When the provider call failed, the results it added
-// before are written and its failure is thrown afterwards, as the final
-// status of the response.
-template <typename T, typename Call, typename Write>
-void collectThenWrite(CimXmlWriter& writer, Call call, Write write) {
-  ResultCollector<T> collector;
-  std::exception_ptr failure;
-  try {
-    call(collector);
-  } catch (...) {
-    failure = std::current_exception();
-  }
-  std::vector<T> items = collector.take();
-  for (T& item : items) {
-    const CimXmlWriter::Mark mark = writer.mark();
+// Writes the IRETURNVALUE of a list operation. For each target of route, in
+// order: asks the provider through ask(provider, collector, transaction,
+// className), under a transaction of its own; once that call has returned,
+// writes each collected result with write and releases it. A result that
+// fails to write is taken back out of the response and ends the writing with
+// that failure. When the provider call failed, the results it added before
+// are written and its failure is thrown afterwards, as the final status of
+// the response.
+template <typename T, typename Ask, typename Write>
+void writeResults(CimXmlWriter& writer, const CimRequest& request, const Dispatcher::Route& route,
+                  Ask ask, Write write) {
+  writer.beginIReturnValue();
+  for (const Dispatcher::Target& target : route) {
+    ResultCollector<T> collector;
+    std::exception_ptr failure;
     try {
-      write(item);
-      writer.flushIfFull();
-    } catch (const ClientGone&) {
-      throw;
+      kest::IProvider& provider = target.provider->provider();
+      TransactionScope scope(provider, request.methodName);
+      ask(provider, collector, scope.transaction(), target.className);
     } catch (...) {
-      if (writer.canRewind(mark)) writer.rewind(mark);
-      throw;
+      failure = std::current_exception();
     }
-    item = T();
+    std::vector<T> items = collector.take();
+    for (T& item : items) {
+      const CimXmlWriter::Mark mark = writer.mark();
+      try {
+        write(item);
+        writer.flushIfFull();
+      } catch (const ClientGone&) {
+        throw;
+      } catch (...) {
+        if (writer.canRewind(mark)) writer.rewind(mark);
+        throw;
+      }
+      item = T();
+    }
+    if (failure) std::rethrow_exception(failure);
   }
-  if (failure) std::rethrow_exception(failure);
+  writer.end();
 }
 
 // A method result with the type its method declares (a scalar or an array of
@@ -268,24 +277,35 @@ TOVSmrPtr<ITovaValue> withDeclaredType(const TOVSmrPtr<ITovaValue>& value,
   return result;
 }
 
-// Writes an object with its path, or logs why it cannot.
+// Writes an object of a list result, or logs why it cannot: as
+// VALUE.NAMEDINSTANCE (named) or VALUE.OBJECTWITHPATH.
 void writeObjectWithPath(CimXmlWriter& writer, const TOVSmrPtr<ITovaObject>& object,
-                         const InstanceSelection& selection, const char* operation) {
+                         const InstanceSelection& selection, const char* operation, bool named) {
   if (!object || !object->getInstanceName()) {
     logWarning(TOVString(operation) + ": the provider returned an object without a name; left out");
     return;
   }
   selection.check(*object);
-  writer.objectWithPath(*object, selection);
+  if (named) {
+    writer.namedInstance(*object, selection);
+  } else {
+    writer.objectWithPath(*object, selection);
+  }
 }
 
-void writeObjectPath(CimXmlWriter& writer, const TOVSmrPtr<ITovaInstanceName>& name,
-                     const char* operation) {
+// Writes a name of a list result, or logs why it cannot: as OBJECTPATH
+// (asPath) or INSTANCENAME.
+void writeName(CimXmlWriter& writer, const TOVSmrPtr<ITovaInstanceName>& name,
+               const char* operation, bool asPath) {
   if (!name) {
     logWarning(TOVString(operation) + ": the provider returned a null name; left out");
     return;
   }
-  writer.objectPath(*name);
+  if (asPath) {
+    writer.objectPath(*name);
+  } else {
+    writer.instanceName(*name);
+  }
 }
 
 }  // namespace
@@ -426,50 +446,29 @@ void Dispatcher::enumerateInstances(const CimRequest& request, const Route& rout
                                     CimXmlWriter& writer) const {
   const InstanceSelection selection(_catalog, request, _undeclared);
   const kest::IProvider::PropertyList propertyList = providerPropertyList(request);
-  writer.beginIReturnValue();
-  for (const Target& target : route) {
-    collectThenWrite<TOVSmrPtr<ITovaObject>>(
-        writer,
-        [&](kest::ICollector<TOVSmrPtr<ITovaObject>>& collector) {
-          kest::IProvider& provider = target.provider->provider();
-          TransactionScope scope(provider, request.methodName);
-          provider.enumerateInstances(collector, request.nameSpace, target.className,
-                                      scope.transaction(), propertyList);
-        },
-        [&](const TOVSmrPtr<ITovaObject>& object) {
-          if (!object || !object->getInstanceName()) {
-            logWarning(
-                "EnumerateInstances: the provider returned an object without a name; left out");
-            return;
-          }
-          selection.check(*object);
-          writer.namedInstance(*object, selection);
-        });
-  }
-  writer.end();
+  writeResults<TOVSmrPtr<ITovaObject>>(
+      writer, request, route,
+      [&](kest::IProvider& provider, kest::ICollector<TOVSmrPtr<ITovaObject>>& results,
+          const TOVSmrPtr<ITovaTransaction>& transaction, const TOVString& className) {
+        provider.enumerateInstances(results, request.nameSpace, className, transaction,
+                                    propertyList);
+      },
+      [&](const TOVSmrPtr<ITovaObject>& object) {
+        writeObjectWithPath(writer, object, selection, "EnumerateInstances", true);
+      });
 }
 
 void Dispatcher::enumerateInstanceNames(const CimRequest& request, const Route& route,
                                         CimXmlWriter& writer) const {
-  writer.beginIReturnValue();
-  for (const Target& target : route) {
-    collectThenWrite<TOVSmrPtr<ITovaInstanceName>>(
-        writer,
-        [&](kest::ICollector<TOVSmrPtr<ITovaInstanceName>>& collector) {
-          kest::IProvider& provider = target.provider->provider();
-          TransactionScope scope(provider, request.methodName);
-          provider.enumerateInstanceNames(collector, request.nameSpace, target.className,
-                                          scope.transaction());
-        },
-        [&](const TOVSmrPtr<ITovaInstanceName>& name) {
-          if (!name) {
-            logWarning("EnumerateInstanceNames: the provider returned a null name; left out");
-            return;
-          }
-          writer.instanceName(*name);
-        });
-  }
-  writer.end();
+  writeResults<TOVSmrPtr<ITovaInstanceName>>(
+      writer, request, route,
+      [&](kest::IProvider& provider, kest::ICollector<TOVSmrPtr<ITovaInstanceName>>& results,
+          const TOVSmrPtr<ITovaTransaction>& transaction, const TOVString& className) {
+        provider.enumerateInstanceNames(results, request.nameSpace, className, transaction);
+      },
+      [&](const TOVSmrPtr<ITovaInstanceName>& name) {
+        writeName(writer, name, "EnumerateInstanceNames", false);
+      });
 }
 
 TOVSmrPtr<ITovaObject> Dispatcher::fetch(const CimRequest& request,
@@ -486,17 +485,14 @@ TOVSmrPtr<ITovaObject> Dispatcher::fetch(const CimRequest& request,
 
 void Dispatcher::associators(const CimRequest& request, const Route& route,
                              CimXmlWriter& writer) const {
-  const Target& target = route.at(0);
   const InstanceSelection selection(_catalog, request, _undeclared);
-  writer.beginIReturnValue();
-  collectThenWrite<TOVSmrPtr<ITovaValue>>(
-      writer,
-      [&](kest::ICollector<TOVSmrPtr<ITovaValue>>& collector) {
-        kest::IProvider& provider = target.provider->provider();
-        TransactionScope scope(provider, request.methodName);
-        provider.associators(collector, request.nameSpace, request.instanceName,
-                             scope.transaction(), request.assocClass, request.resultClass,
-                             request.role, request.resultRole, providerPropertyList(request));
+  writeResults<TOVSmrPtr<ITovaValue>>(
+      writer, request, route,
+      [&](kest::IProvider& provider, kest::ICollector<TOVSmrPtr<ITovaValue>>& results,
+          const TOVSmrPtr<ITovaTransaction>& transaction, const TOVString&) {
+        provider.associators(results, request.nameSpace, request.instanceName, transaction,
+                             request.assocClass, request.resultClass, request.role,
+                             request.resultRole, providerPropertyList(request));
       },
       [&](const TOVSmrPtr<ITovaValue>& value) {
         if (!value || value->isNullValue()) return;
@@ -523,65 +519,52 @@ void Dispatcher::associators(const CimRequest& request, const Route& route,
               "an object; left out");
           return;
         }
-        writeObjectWithPath(writer, object, selection, "Associators");
+        writeObjectWithPath(writer, object, selection, "Associators", false);
       });
-  writer.end();
 }
 
 void Dispatcher::associatorNames(const CimRequest& request, const Route& route,
                                  CimXmlWriter& writer) const {
-  const Target& target = route.at(0);
-  writer.beginIReturnValue();
-  collectThenWrite<TOVSmrPtr<ITovaInstanceName>>(
-      writer,
-      [&](kest::ICollector<TOVSmrPtr<ITovaInstanceName>>& collector) {
-        kest::IProvider& provider = target.provider->provider();
-        TransactionScope scope(provider, request.methodName);
-        provider.associatorNames(collector, request.nameSpace, request.instanceName,
-                                 scope.transaction(), request.assocClass, request.resultClass,
-                                 request.role, request.resultRole);
+  writeResults<TOVSmrPtr<ITovaInstanceName>>(
+      writer, request, route,
+      [&](kest::IProvider& provider, kest::ICollector<TOVSmrPtr<ITovaInstanceName>>& results,
+          const TOVSmrPtr<ITovaTransaction>& transaction, const TOVString&) {
+        provider.associatorNames(results, request.nameSpace, request.instanceName, transaction,
+                                 request.assocClass, request.resultClass, request.role,
+                                 request.resultRole);
       },
       [&](const TOVSmrPtr<ITovaInstanceName>& name) {
-        writeObjectPath(writer, name, "AssociatorNames");
+        writeName(writer, name, "AssociatorNames", true);
       });
-  writer.end();
 }
 
 void Dispatcher::references(const CimRequest& request, const Route& route,
                             CimXmlWriter& writer) const {
-  const Target& target = route.at(0);
   const InstanceSelection selection(_catalog, request, _undeclared);
-  writer.beginIReturnValue();
-  collectThenWrite<TOVSmrPtr<ITovaObject>>(
-      writer,
-      [&](kest::ICollector<TOVSmrPtr<ITovaObject>>& collector) {
-        kest::IProvider& provider = target.provider->provider();
-        TransactionScope scope(provider, request.methodName);
-        provider.references(collector, request.nameSpace, request.instanceName, scope.transaction(),
+  writeResults<TOVSmrPtr<ITovaObject>>(
+      writer, request, route,
+      [&](kest::IProvider& provider, kest::ICollector<TOVSmrPtr<ITovaObject>>& results,
+          const TOVSmrPtr<ITovaTransaction>& transaction, const TOVString&) {
+        provider.references(results, request.nameSpace, request.instanceName, transaction,
                             request.resultClass, request.role, providerPropertyList(request));
       },
       [&](const TOVSmrPtr<ITovaObject>& object) {
-        writeObjectWithPath(writer, object, selection, "References");
+        writeObjectWithPath(writer, object, selection, "References", false);
       });
-  writer.end();
 }
 
 void Dispatcher::referenceNames(const CimRequest& request, const Route& route,
                                 CimXmlWriter& writer) const {
-  const Target& target = route.at(0);
-  writer.beginIReturnValue();
-  collectThenWrite<TOVSmrPtr<ITovaInstanceName>>(
-      writer,
-      [&](kest::ICollector<TOVSmrPtr<ITovaInstanceName>>& collector) {
-        kest::IProvider& provider = target.provider->provider();
-        TransactionScope scope(provider, request.methodName);
-        provider.referenceNames(collector, request.nameSpace, request.instanceName,
-                                scope.transaction(), request.resultClass, request.role);
+  writeResults<TOVSmrPtr<ITovaInstanceName>>(
+      writer, request, route,
+      [&](kest::IProvider& provider, kest::ICollector<TOVSmrPtr<ITovaInstanceName>>& results,
+          const TOVSmrPtr<ITovaTransaction>& transaction, const TOVString&) {
+        provider.referenceNames(results, request.nameSpace, request.instanceName, transaction,
+                                request.resultClass, request.role);
       },
       [&](const TOVSmrPtr<ITovaInstanceName>& name) {
-        writeObjectPath(writer, name, "ReferenceNames");
+        writeName(writer, name, "ReferenceNames", true);
       });
-  writer.end();
 }
 
 void Dispatcher::getInstance(const CimRequest& request, const Route& route,

@@ -21,9 +21,10 @@ bool fieldInRange(std::string_view text, std::size_t start, int low, int high) {
   return value >= low && value <= high;
 }
 
-bool timeOfDayInRange(std::string_view text) {
+// A timestamp's second may be 60 (a leap second); an interval's may not.
+bool timeOfDayInRange(std::string_view text, int lastSecond) {
   return fieldInRange(text, 8, 0, 23) && fieldInRange(text, 10, 0, 59) &&
-         fieldInRange(text, 12, 0, 59);
+         fieldInRange(text, 12, 0, lastSecond);
 }
 
 }  // namespace
@@ -33,12 +34,12 @@ bool isValidDateTime(std::string_view text) noexcept {
   for (std::size_t i = 0; i < kSign; ++i) {
     if (i != kDot && !isDigit(text[i]) && text[i] != '*') return false;
   }
-  if (text[kSign] == ':') return text.substr(kSign + 1) == "000" && timeOfDayInRange(text);
+  if (text[kSign] == ':') return text.substr(kSign + 1) == "000" && timeOfDayInRange(text, 59);
   if (text[kSign] != '+' && text[kSign] != '-') return false;
   for (std::size_t i = kSign + 1; i < kLength; ++i) {
     if (!isDigit(text[i])) return false;
   }
-  return fieldInRange(text, 4, 1, 12) && fieldInRange(text, 6, 1, 31) && timeOfDayInRange(text);
+  return fieldInRange(text, 4, 1, 12) && fieldInRange(text, 6, 1, 31) && timeOfDayInRange(text, 60);
 }
 
 }  // namespace kest

@@ -8,7 +8,7 @@ namespace kest {
 // characters:
 //   timestamp "yyyymmddhhmmss.mmmmmmsutc": s is '+' or '-' and utc the offset
 //     from UTC in minutes (three digits); month 01-12, day 01-31, hour 00-23,
-//     minute and second 00-59;
+//     minute 00-59, second 00-60 (60 for a leap second);
 //   interval  "ddddddddhhmmss.mmmmmm:000": any number of days; hour 00-23,
 //     minute and second 00-59.
 // Any character of the fields before the sign or colon may be '*' (a field

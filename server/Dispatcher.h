@@ -29,7 +29,9 @@ class UndeclaredPropertyLog {
 };
 
 // Dispatcher: carries out CIM operations against the providers and the class
-// catalog, writing each operation's results through a CimXmlWriter.
+// catalog, writing each operation's results through a CimXmlWriter. How an
+// operation is routed and which handler runs it are named by the operation
+// table (server/Operations.h).
 //
 // route() checks what can be checked before any output: the namespace must be
 // one the server serves (CIM_ERR_INVALID_NAMESPACE), instance, association
@@ -65,9 +67,9 @@ class UndeclaredPropertyLog {
 // are logged (UndeclaredPropertyLog) and still sent. A method call's return
 // value and output parameters take the type the method declares when the
 // provider's value has another type that converts (a string "5" for a
-// uint32); a value that does not convert is sent as it is and logged. Every provider call is
-// bracketed by startTransaction/endTransaction with a transaction of its own. Whatever a provider
-// throws leaves run() unchanged.
+// uint32); a value that does not convert is sent as it is and logged. Every
+// provider call is bracketed by startTransaction/endTransaction with a
+// transaction of its own. Whatever a provider throws leaves run() unchanged.
 //
 // Threads: const; any number of requests may be dispatched concurrently.
 class Dispatcher {

@@ -42,7 +42,8 @@ TEST(DateTimeTest, TimestampFieldsOutOfRangeAreRefused) {
       {"day 32", "20261132123000.000000+000", false},
       {"hour 24", "20261121243000.000000+000", false},
       {"minute 60", "20261121126000.000000+000", false},
-      {"second 60", "20261121123060.000000+000", false},
+      {"leap second 60", "20261121123060.000000+000", true},
+      {"second 61", "20261121123061.000000+000", false},
   });
 }
 

@@ -18,7 +18,7 @@ namespace kest::server {
 //
 // start() brings the providers up in this order:
 //   1. for each provider, in the order given: load the library and create the
-//      provider (or take the in-process object the spec hands over; see
+//      provider (or take the in-process object it was handed; see
 //      ProviderLoader), then initialize(repository), setWorkArea(workArea),
 //      setProviderContext(a ServerProviderContext for it), startup();
 //   2. for each provider: postStartup();

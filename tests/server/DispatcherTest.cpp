@@ -62,8 +62,8 @@ DeclaredClass declared(const char* name, const char* superClass = "", bool assoc
   return DeclaredClass{name, superClass, association};
 }
 
-ProviderSpec spec(const std::string& name, std::shared_ptr<MockProvider> mock,
-                  std::vector<DeclaredClass> classes) {
+ProviderSpec inProcess(const std::string& name, std::shared_ptr<MockProvider> mock,
+                       std::vector<DeclaredClass> classes) {
   return ProviderSpec(name, kNameSpace, std::move(mock), std::move(classes));
 }
 
@@ -169,7 +169,7 @@ class DispatcherTest : public ::testing::Test {
 
 TEST_F(DispatcherTest, RouteRefusesANamespaceTheServerDoesNotServe) {
   auto mock = std::make_shared<NiceMock<MockProvider>>();
-  serve({spec("widgets", mock, {declared("Test_Widget")})});
+  serve({inProcess("widgets", mock, {declared("Test_Widget")})});
   CimRequest request = getInstanceOf("Test_Widget", "w1");
   EXPECT_EQ(refusal(request), 0);
   request.nameSpace = "root/elsewhere";
@@ -182,7 +182,7 @@ TEST_F(DispatcherTest, RouteRefusesANamespaceTheServerDoesNotServe) {
 TEST_F(DispatcherTest, RouteRefusesAnInstanceOperationOnAClassNoProviderDeclares) {
   compile("class Test_Orphan { [Key] string Name; };\n");
   auto mock = std::make_shared<NiceMock<MockProvider>>();
-  serve({spec("widgets", mock, {declared("Test_Widget")})});
+  serve({inProcess("widgets", mock, {declared("Test_Widget")})});
   EXPECT_EQ(refusal(getInstanceOf("Test_Orphan", "o1")), kest::server::CIM_ERR_INVALID_CLASS);
   EXPECT_EQ(
       refusal(requestFor(CimOperation::EnumerateInstances, "EnumerateInstances", "Test_Nowhere")),
@@ -192,7 +192,7 @@ TEST_F(DispatcherTest, RouteRefusesAnInstanceOperationOnAClassNoProviderDeclares
 
 TEST_F(DispatcherTest, RouteRefusesGetClassOfAnUnknownClass) {
   auto mock = std::make_shared<NiceMock<MockProvider>>();
-  serve({spec("widgets", mock, {declared("Test_Widget")})});
+  serve({inProcess("widgets", mock, {declared("Test_Widget")})});
   EXPECT_EQ(refusal(requestFor(CimOperation::GetClass, "GetClass", "Test_Unknown")),
             kest::server::CIM_ERR_NOT_FOUND);
   EXPECT_EQ(refusal(requestFor(CimOperation::GetClass, "GetClass", "test_widget")), 0);
@@ -200,7 +200,7 @@ TEST_F(DispatcherTest, RouteRefusesGetClassOfAnUnknownClass) {
 
 TEST_F(DispatcherTest, RouteRefusesAssociationRequestsOnAClass) {
   auto mock = std::make_shared<NiceMock<MockProvider>>();
-  serve({spec("widgets", mock, {declared("Test_Widget")})});
+  serve({inProcess("widgets", mock, {declared("Test_Widget")})});
   for (const auto& [operation, methodName] :
        {std::pair{CimOperation::Associators, "Associators"},
         std::pair{CimOperation::AssociatorNames, "AssociatorNames"},
@@ -218,10 +218,11 @@ TEST_F(DispatcherTest, RouteRefusesAssociationRequestsOnAClass) {
 TEST_F(DispatcherTest, EnumerateInstancesGoesToTheTopmostClassOfEachProvider) {
   auto first = std::make_shared<NiceMock<MockProvider>>();
   auto second = std::make_shared<NiceMock<MockProvider>>();
-  serve({spec("first", first,
-              {declared("Test_Base"), declared("Test_A", "Test_Base"),
-               declared("Test_A1", "Test_A")}),
-         spec("second", second, {declared("Test_B", "Test_Base"), declared("Test_B1", "Test_B")})});
+  serve({inProcess("first", first,
+                   {declared("Test_Base"), declared("Test_A", "Test_Base"),
+                    declared("Test_A1", "Test_A")}),
+         inProcess("second", second,
+                   {declared("Test_B", "Test_Base"), declared("Test_B1", "Test_B")})});
   const CimRequest request =
       requestFor(CimOperation::EnumerateInstances, "EnumerateInstances", "Test_Base");
 
@@ -243,7 +244,7 @@ TEST_F(DispatcherTest, EnumerateInstancesGoesToTheTopmostClassOfEachProvider) {
 
 TEST_F(DispatcherTest, EveryProviderCallIsBracketedByATransactionOfItsOwn) {
   auto mock = std::make_shared<NiceMock<MockProvider>>();
-  serve({spec("widgets", mock, {declared("Test_Widget")})});
+  serve({inProcess("widgets", mock, {declared("Test_Widget")})});
   TOVSmrPtr<ITovaTransaction> first;
   TOVSmrPtr<ITovaTransaction> second;
   {
@@ -278,7 +279,7 @@ TEST_F(DispatcherTest, EveryProviderCallIsBracketedByATransactionOfItsOwn) {
 
 TEST_F(DispatcherTest, AProviderThatThrowsStillHasItsTransactionEnded) {
   auto mock = std::make_shared<NiceMock<MockProvider>>();
-  serve({spec("widgets", mock, {declared("Test_Widget")})});
+  serve({inProcess("widgets", mock, {declared("Test_Widget")})});
   {
     InSequence order;
     EXPECT_CALL(*mock, startTransaction(_));
@@ -295,8 +296,8 @@ TEST_F(DispatcherTest, AProviderThatThrowsStillHasItsTransactionEnded) {
 TEST_F(DispatcherTest, EnumeratedInstancesAreWrittenAfterEachProviderCallReturns) {
   auto first = std::make_shared<NiceMock<MockProvider>>();
   auto second = std::make_shared<NiceMock<MockProvider>>();
-  serve({spec("first", first, {declared("Test_Base")}),
-         spec("second", second, {declared("Test_Sub", "Test_Base")})});
+  serve({inProcess("first", first, {declared("Test_Base")}),
+         inProcess("second", second, {declared("Test_Sub", "Test_Base")})});
   const CimRequest request =
       requestFor(CimOperation::EnumerateInstances, "EnumerateInstances", "Test_Base");
   // A threshold of one byte passes every written instance on at once.
@@ -330,8 +331,8 @@ TEST_F(DispatcherTest, EnumeratedInstancesAreWrittenAfterEachProviderCallReturns
 TEST_F(DispatcherTest, AssociatorsFetchesAReferencedResultAfterTheAssociationProviderReturned) {
   auto widgets = std::make_shared<NiceMock<MockProvider>>();
   auto gadgets = std::make_shared<NiceMock<MockProvider>>();
-  serve({spec("widgets", widgets, {declared("Test_Widget")}),
-         spec("gadgets", gadgets, {declared("Test_Gadget")})});
+  serve({inProcess("widgets", widgets, {declared("Test_Widget")}),
+         inProcess("gadgets", gadgets, {declared("Test_Gadget")})});
   CimRequest request = requestFor(CimOperation::Associators, "Associators", "Test_Widget");
   request.instanceName = nameOf("Test_Widget", "w1");
 
@@ -360,7 +361,7 @@ TEST_F(DispatcherTest, AssociatorsFetchesAReferencedResultAfterTheAssociationPro
 
 TEST_F(DispatcherTest, ResultsAddedBeforeAProviderFailsAreWrittenThenTheFailureIsThrown) {
   auto mock = std::make_shared<NiceMock<MockProvider>>();
-  serve({spec("widgets", mock, {declared("Test_Widget")})});
+  serve({inProcess("widgets", mock, {declared("Test_Widget")})});
   const CimRequest request =
       requestFor(CimOperation::EnumerateInstances, "EnumerateInstances", "Test_Widget");
   EXPECT_CALL(*mock, enumerateInstances(_, _, _, _, _))
@@ -386,7 +387,7 @@ TEST_F(DispatcherTest, ResultsAddedBeforeAProviderFailsAreWrittenThenTheFailureI
 
 TEST_F(DispatcherTest, GetInstanceOfAMissingInstanceIsNotFound) {
   auto mock = std::make_shared<NiceMock<MockProvider>>();
-  serve({spec("widgets", mock, {declared("Test_Widget")})});
+  serve({inProcess("widgets", mock, {declared("Test_Widget")})});
   EXPECT_CALL(*mock, getInstance(_, kNameSpace, _, _, _));  // leaves the result null
   try {
     answer(getInstanceOf("Test_Widget", "none"));
@@ -399,7 +400,7 @@ TEST_F(DispatcherTest, GetInstanceOfAMissingInstanceIsNotFound) {
 
 TEST_F(DispatcherTest, CreateInstanceThatReturnsNoNameIsNotSupported) {
   auto mock = std::make_shared<NiceMock<MockProvider>>();
-  serve({spec("widgets", mock, {declared("Test_Widget")})});
+  serve({inProcess("widgets", mock, {declared("Test_Widget")})});
   CimRequest request = requestFor(CimOperation::CreateInstance, "CreateInstance", "Test_Widget");
   request.instance = instanceOf("Test_Widget", "new");
   EXPECT_CALL(*mock, createInstance(kNameSpace, request.instance, _))
@@ -424,7 +425,7 @@ TEST_F(DispatcherTest, AMethodResultTakesTheTypeTheMethodDeclares) {
       "  uint32 Reset([Out] uint16 Tries);\n"
       "};\n");
   auto mock = std::make_shared<NiceMock<MockProvider>>();
-  serve({spec("widgets", mock, {declared("Test_Widget")})});
+  serve({inProcess("widgets", mock, {declared("Test_Widget")})});
   CimRequest request = requestFor(CimOperation::MethodCall, "Reset", "Test_Widget");
   request.instanceName = nameOf("Test_Widget", "w1");
   request.inParameters = kest::IProvider::ParameterList(new TOVValSlist<TOVParameter>());
@@ -449,7 +450,8 @@ TEST_F(DispatcherTest, ClassOperationsAreAnsweredFromTheCatalogWithoutAProvider)
       "class Test_Knob : Test_Widget { uint8 Turns; };\n");
   auto mock = std::make_shared<StrictMock<MockProvider>>();
   allowLifecycleCalls(*mock);
-  serve({spec("widgets", mock, {declared("Test_Widget"), declared("Test_Knob", "Test_Widget")})});
+  serve({inProcess("widgets", mock,
+                   {declared("Test_Widget"), declared("Test_Knob", "Test_Widget")})});
 
   const std::string cls = answer(requestFor(CimOperation::GetClass, "GetClass", "Test_Knob"));
   EXPECT_NE(cls.find("<CLASS NAME=\"Test_Knob\" SUPERCLASS=\"Test_Widget\">"), std::string::npos)

@@ -1,7 +1,6 @@
 #include "server/repository/ClassDefinition.h"
 
 #include "server/repository/MofValues.h"
-#include "server/repository/Names.h"
 
 namespace kest::repository {
 
@@ -17,12 +16,10 @@ const T* findByName(const std::vector<T>& items, const TOVString& name) {
   return nullptr;
 }
 
-template <typename T>
-const T* findIndexed(const std::vector<T>& items,
-                     const std::unordered_map<std::string, std::size_t>& index,
-                     const TOVString& name) {
+template <typename T, typename Index>
+const T* findIndexed(const std::vector<T>& items, const Index& index, const TOVString& name) {
   if (!index.empty()) {
-    const auto found = index.find(foldName(name));
+    const auto found = index.find(name.view());
     if (found != index.end() && found->second < items.size() &&
         sameName(items[found->second].name, name)) {
       return &items[found->second];
@@ -31,11 +28,11 @@ const T* findIndexed(const std::vector<T>& items,
   return findByName(items, name);
 }
 
-template <typename T>
-void buildIndex(const std::vector<T>& items, std::unordered_map<std::string, std::size_t>& index) {
+template <typename T, typename Index>
+void buildIndex(const std::vector<T>& items, Index& index) {
   index.clear();
   for (std::size_t position = 0; position < items.size(); ++position) {
-    index.emplace(foldName(items[position].name), position);
+    index.emplace(items[position].name.toStdString(), position);
   }
 }
 

@@ -6,6 +6,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "host/Ascii.h"
 #include "host/CimType.h"
 #include "host/SmartPointer.h"
 #include "host/String.h"
@@ -234,9 +235,12 @@ struct ClassDefinition {
   ClassDefinition filtered(const ClassRequestOptions& options) const;
 
  private:
-  // Lower-cased name -> position in properties or methods.
-  std::unordered_map<std::string, std::size_t> _propertyIndex;
-  std::unordered_map<std::string, std::size_t> _methodIndex;
+  // Name (any case) -> position in properties or methods; looked up without
+  // copying the name.
+  using FeatureIndex = std::unordered_map<std::string, std::size_t, kest::ascii::HashIgnoreCase,
+                                          kest::ascii::EqualIgnoreCase>;
+  FeatureIndex _propertyIndex;
+  FeatureIndex _methodIndex;
 };
 
 }  // namespace kest::repository

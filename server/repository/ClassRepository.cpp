@@ -13,7 +13,7 @@ ClassRepository::ClassRepository() = default;
 ClassRepository::~ClassRepository() = default;
 
 ClassPointer ClassRepository::NameSpace::find(const TOVString& className) const {
-  const auto found = classIndex.find(foldName(className));
+  const auto found = classIndex.find(className.view());
   return found == classIndex.end() ? nullptr : classes[found->second];
 }
 
@@ -55,15 +55,15 @@ ClassRepository::NameSpace& ClassRepository::nameSpaceFor(const TOVString& nameS
 
 void ClassRepository::addClass(NameSpace& space, ClassPointer definition) {
   const std::size_t position = space.classes.size();
-  const std::string key = foldName(definition->name);
-  std::vector<std::size_t>& siblings = space.children[foldName(definition->superClassName)];
+  const std::string_view name = definition->name.view();
+  std::vector<std::size_t>& siblings = space.children[definition->superClassName.toStdString()];
   const auto before = std::lower_bound(
-      siblings.begin(), siblings.end(), key,
-      [&space](std::size_t sibling, const std::string& name) {
-        return foldName(space.classes[sibling]->name) < name;
+      siblings.begin(), siblings.end(), name,
+      [&space](std::size_t sibling, std::string_view wanted) {
+        return kest::ascii::compareIgnoreCase(space.classes[sibling]->name.view(), wanted) < 0;
       });
   siblings.insert(before, position);
-  space.classIndex.emplace(key, position);
+  space.classIndex.emplace(std::string(name), position);
   space.classes.push_back(std::move(definition));
 }
 
@@ -78,7 +78,7 @@ void ClassRepository::walkTree(const NameSpace& space, const std::vector<std::si
     const ClassPointer& cls = space.classes[position];
     out.push_back(cls);
     if (!deep) continue;
-    const auto below = space.children.find(foldName(cls->name));
+    const auto below = space.children.find(cls->name.view());
     if (below != space.children.end()) walkTree(space, below->second, deep, budget, out);
   }
 }
@@ -93,7 +93,7 @@ std::vector<ClassPointer> ClassRepository::subclassTree(const TOVString& nameSpa
   std::size_t budget = space->classes.size();
   if (!className.isNull()) {
     if (!space->find(className)) return result;
-    const auto below = space->children.find(foldName(className));
+    const auto below = space->children.find(className.view());
     if (below != space->children.end()) walkTree(*space, below->second, deep, budget, result);
     return result;
   }
@@ -104,7 +104,8 @@ std::vector<ClassPointer> ClassRepository::subclassTree(const TOVString& nameSpa
     }
   }
   std::sort(topLevel.begin(), topLevel.end(), [space](std::size_t a, std::size_t b) {
-    return foldName(space->classes[a]->name) < foldName(space->classes[b]->name);
+    return kest::ascii::compareIgnoreCase(space->classes[a]->name.view(),
+                                          space->classes[b]->name.view()) < 0;
   });
   walkTree(*space, topLevel, deep, budget, result);
   return result;

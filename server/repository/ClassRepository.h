@@ -9,6 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "host/Ascii.h"
 #include "host/String.h"
 #include "server/repository/ClassDefinition.h"
 
@@ -122,15 +123,20 @@ class ClassRepository {
   std::optional<Update::ClassEntry> apply(const Update& update);
 
  private:
+  // Keyed by names in any case, looked up without copying the name.
+  template <typename T>
+  using NameIndex =
+      std::unordered_map<std::string, T, kest::ascii::HashIgnoreCase, kest::ascii::EqualIgnoreCase>;
+
   struct NameSpace {
     TOVString name;
     std::vector<ClassPointer> classes;
-    // Lower-cased class name -> position in classes.
-    std::unordered_map<std::string, std::size_t> classIndex;
-    // Lower-cased superclass name ("" for none) -> positions of its
-    // subclasses, sorted by lower-cased class name. A superclass need not
-    // be known.
-    std::unordered_map<std::string, std::vector<std::size_t>> children;
+    // Class name (any case) -> position in classes.
+    NameIndex<std::size_t> classIndex;
+    // Superclass name (any case; "" for none) -> positions of its
+    // subclasses, sorted by case-insensitive class name. A superclass need
+    // not be known.
+    NameIndex<std::vector<std::size_t>> children;
     std::vector<QualifierDeclaration> qualifiers;
     // Lower-cased qualifier name -> position in qualifiers.
     std::unordered_map<std::string, std::size_t> qualifierIndex;

@@ -35,21 +35,33 @@ CimResponse rejection(int status, std::string cimError, std::string detail) {
   return response;
 }
 
+// Writes a complete response message that reports error.
+std::function<void(ResponseBody&, const CimError&)> failureWriter(const ParsedRequest& parsed,
+                                                                  TOVString host,
+                                                                  TOVString nameSpace) {
+  return
+      [messageId = parsed.messageId, methodName = parsed.methodName, intrinsic = parsed.intrinsic,
+       host, nameSpace](ResponseBody& body, const CimError& error) {
+        CimXmlWriter writer(body, host, nameSpace);
+        writer.beginMessage(messageId);
+        if (intrinsic) {
+          writer.beginIMethodResponse(methodName);
+        } else {
+          writer.beginMethodResponse(methodName);
+        }
+        writer.error(error.code(), error.description());
+        writer.finish();
+      };
+}
+
 // A response that only reports error.
 CimResponse errorResponse(const ParsedRequest& parsed, const CimError& error, TOVString host,
                           TOVString nameSpace) {
   logFailure(parsed.methodName, error);
   CimResponse response;
-  response.writeBody = [parsed, error, host, nameSpace](ResponseBody& body) {
-    CimXmlWriter writer(body, host, nameSpace);
-    writer.beginMessage(parsed.messageId);
-    if (parsed.intrinsic) {
-      writer.beginIMethodResponse(parsed.methodName);
-    } else {
-      writer.beginMethodResponse(parsed.methodName);
-    }
-    writer.error(error.code(), error.description());
-    writer.finish();
+  response.writeFailure = failureWriter(parsed, std::move(host), std::move(nameSpace));
+  response.writeBody = [error, write = response.writeFailure](ResponseBody& body) {
+    write(body, error);
     return error;
   };
   return response;
@@ -164,6 +176,7 @@ CimResponse CimService::handle(const CimHttpRequest& http) const {
 
   CimResponse response;
   response.streamed = isStreamed(request->operation);
+  response.writeFailure = failureWriter(parsed, http.host, request->nameSpace);
   const Dispatcher& dispatcher = _dispatcher;
   const TOVString host = http.host;
   const bool intrinsic = parsed.intrinsic;

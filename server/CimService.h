@@ -37,6 +37,11 @@ struct CimResponse {
   // 0 when the operation succeeded). Throws ClientGone when the body refuses
   // bytes.
   std::function<CimError(ResponseBody&)> writeBody;
+  // For status 200: writes, instead of the operation's result, a complete
+  // response message that reports error (for a front end that stops waiting
+  // for writeBody: a deadline passed, or the server stops). Safe to call on
+  // another thread while writeBody runs.
+  std::function<void(ResponseBody&, const CimError&)> writeFailure;
 };
 
 // CimService: turns one CIM operation request into its response: checks the

@@ -1,5 +1,7 @@
 #include "server/Server.h"
 
+#include <chrono>
+#include <future>
 #include <stdexcept>
 #include <utility>
 
@@ -37,7 +39,10 @@ struct Server::Parts {
 Server::Server(ServerSettings settings)
     : _settings(std::move(settings)), _parts(std::make_unique<Parts>(_settings)) {}
 
-Server::~Server() { stop(); }
+Server::~Server() {
+  stop();
+  if (_shutdown.joinable()) _shutdown.join();
+}
 
 ClassCatalog& Server::catalog() { return _parts->catalog; }
 
@@ -68,11 +73,24 @@ int Server::start() {
   return _port;
 }
 
-void Server::stop() {
-  if (!_parts->frontEnd.running()) return;
-  _parts->frontEnd.stop();
-  _parts->providers.shutdown();
+bool Server::stop() {
+  if (!_parts->frontEnd.running()) return true;
+  const std::chrono::seconds grace(_settings.shutdownGraceSeconds);
+  const bool requestsFinished = _parts->frontEnd.stop(grace);
+  std::promise<void> done;
+  std::future<void> finished = done.get_future();
+  _shutdown = std::thread([this, done = std::move(done)]() mutable {
+    _parts->providers.shutdown();
+    done.set_value();
+  });
+  if (finished.wait_for(grace) != std::future_status::ready) {
+    kLog.error("a provider has not returned from shutdown within " +
+               std::to_string(_settings.shutdownGraceSeconds) + " s; stopping without it");
+    return false;
+  }
+  _shutdown.join();
   kLog.info("kest-server stopped");
+  return requestsFinished;
 }
 
 std::string Server::url() const {

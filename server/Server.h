@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "host/String.h"
@@ -28,6 +29,9 @@ struct ServerSettings {
   // namespace): the full definitions of the classes they hold.
   std::vector<std::string> mofFiles;
   std::size_t maxXmlDepth = 64;
+  // On stop: how long requests in flight may take to finish, and then how
+  // long the providers' shutdown() calls may take.
+  int shutdownGraceSeconds = 10;
   std::string workArea = ".";
   // The highest severity logged to stderr (1 errors ... 4 everything).
   int logLevel = 3;
@@ -42,8 +46,11 @@ struct ServerSettings {
 // thrown (ProviderError naming the provider's path and the reason, or
 // std::runtime_error, which lists the MOF diagnostics for MOF errors). MOF
 // warnings are logged at severity 2. stop() stops accepting connections, lets
-// the requests in flight finish, and then calls shutdown() on every
-// provider. The destructor stops.
+// the requests in flight finish for up to the grace period (those still
+// waiting then fail with CIM_ERR_FAILED), and then calls shutdown() on every
+// provider, waiting for that up to the grace period as well. The destructor
+// stops, and waits without limit for a provider call that stop() gave up
+// on.
 //
 // catalog() is the server's class registry: the MOF files' classes are
 // compiled into it at start, before the providers declare theirs; classes
@@ -63,7 +70,11 @@ class Server {
   ClassCatalog& catalog();
   // Returns the port listened on.
   int start();
-  void stop();
+  // True when everything stopped within the grace period; false when a
+  // provider call or a provider's shutdown() has not returned (logged): a
+  // process that wants to exit anyway must then do so without destroying
+  // the server (std::_Exit). Idempotent.
+  bool stop();
   // "http://<address>:<port>" (https with TLS); meaningful after start().
   std::string url() const;
 
@@ -72,6 +83,8 @@ class Server {
   ServerSettings _settings;
   std::unique_ptr<Parts> _parts;
   int _port = 0;
+  // Runs the providers' shutdown() when stop() could not wait for it.
+  std::thread _shutdown;
 };
 
 }  // namespace kest::server

@@ -90,8 +90,15 @@ void readServerConfiguration(const KESTConfigManager& config, ServerSettings& se
   readString(config, "TlsKey", settings.http.tlsKey);
   readNumber(config, "MaxRequestSize", settings.http.maxRequestSize, 1, 1LL << 40);
   readNumber(config, "MaxXmlDepth", settings.maxXmlDepth, 8, 100000);
+  readNumber(config, "MaxHeaderSize", settings.http.maxHeaderSize, 1024, 1 << 24);
+  readNumber(config, "MaxHeaderLineSize", settings.http.maxHeaderLineSize, 256, 1 << 24);
   readNumber(config, "MaxConnections", settings.http.maxConnections, 1, 100000);
+  readNumber(config, "MaxOpenConnections", settings.http.maxOpenConnections, 1, 1000000);
   readNumber(config, "IdleTimeout", settings.http.idleTimeoutSeconds, 1, 86400);
+  readNumber(config, "HeaderTimeout", settings.http.headerTimeoutSeconds, 1, 3600);
+  readNumber(config, "BodyTimeout", settings.http.bodyTimeoutSeconds, 1, 86400);
+  readNumber(config, "RequestTimeout", settings.http.requestTimeoutSeconds, 1, 86400);
+  readNumber(config, "ShutdownGrace", settings.shutdownGraceSeconds, 0, 3600);
   readString(config, "WorkArea", settings.workArea);
   readNumber(config, "LogLevel", settings.logLevel, 1, 4);
 }

@@ -24,8 +24,16 @@ namespace kest::server {
 //   TlsCertificate, TlsKey   PEM files: serve HTTPS;
 //   MaxRequestSize   bytes of a request body;
 //   MaxXmlDepth      element nesting of a request;
-//   MaxConnections   connections served at once;
-//   IdleTimeout      seconds a silent connection is kept;
+//   MaxHeaderSize, MaxHeaderLineSize   bytes of a request's line and
+//                    headers together, and of one line;
+//   MaxConnections   connections with a request in progress at once;
+//   MaxOpenConnections   connections open at once, idle ones included;
+//   IdleTimeout      seconds a connection may stay silent between requests;
+//   HeaderTimeout, BodyTimeout   seconds for a request's header (from its
+//                    first byte) and for its body;
+//   RequestTimeout   seconds a request may take before its response starts;
+//   ShutdownGrace    seconds given to requests in flight, and then to the
+//                    providers' shutdown, when the server stops;
 //   WorkArea         the folder handed to providers as their work area;
 //   LogLevel         the highest severity logged to stderr, 1 to 4.
 // Throws std::invalid_argument "[Server] <key>: <problem>" for a value that

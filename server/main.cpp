@@ -5,16 +5,19 @@
 // that KEST_CONFIG names, then the command line; when none of them names a
 // provider, it serves the default provider that they name
 // (applyDefaultProvider).
-// SIGINT and SIGTERM stop it: no new requests, requests in flight finish,
-// every provider is shut down, exit code 0. With --check-mof it only compiles
+// SIGINT and SIGTERM stop it: no new requests, requests in flight finish
+// within the grace period (then fail), every provider is shut down (within
+// the grace period too, or it is left behind), exit code 0. With --check-mof it only compiles
 // the MOF files given, reports every diagnostic on stdout and exits (1 when
 // there are errors) without starting.
 
 #include <pthread.h>
+#include <sys/resource.h>
 
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -52,11 +55,33 @@ void addOptions(CLI::App& app, ServerSettings& settings, std::vector<std::string
       ->check(CLI::PositiveNumber);
   app.add_option("--max-xml-depth", settings.maxXmlDepth, "Deepest element nesting of a request")
       ->check(CLI::Range(8, 100000));
-  app.add_option("--max-connections", http.maxConnections, "Connections served at once")
+  app.add_option("--max-header-size", http.maxHeaderSize,
+                 "Largest request line and headers together, in bytes")
+      ->check(CLI::Range(1024, 1 << 24));
+  app.add_option("--max-header-line-size", http.maxHeaderLineSize,
+                 "Longest request line or header line, in bytes")
+      ->check(CLI::Range(256, 1 << 24));
+  app.add_option("--max-connections", http.maxConnections,
+                 "Connections with a request in progress at once (idle and slow ones make room)")
+      ->check(CLI::PositiveNumber);
+  app.add_option("--max-open-connections", http.maxOpenConnections,
+                 "Connections open at once, idle ones included")
       ->check(CLI::PositiveNumber);
   app.add_option("--idle-timeout", http.idleTimeoutSeconds,
-                 "Seconds a silent connection is kept open")
+                 "Seconds a connection may stay silent between requests")
       ->check(CLI::Range(1, 86400));
+  app.add_option("--header-timeout", http.headerTimeoutSeconds,
+                 "Seconds from a request's first byte to its complete header")
+      ->check(CLI::Range(1, 3600));
+  app.add_option("--body-timeout", http.bodyTimeoutSeconds,
+                 "Seconds from a request's header to its complete body")
+      ->check(CLI::Range(1, 86400));
+  app.add_option("--request-timeout", http.requestTimeoutSeconds,
+                 "Seconds a request may take before its response starts (then CIM_ERR_FAILED)")
+      ->check(CLI::Range(1, 86400));
+  app.add_option("--shutdown-grace", settings.shutdownGraceSeconds,
+                 "Seconds requests in flight, then providers' shutdown, may take on SIGTERM")
+      ->check(CLI::Range(0, 3600));
   app.add_option("--work-area", settings.workArea, "Folder given to providers as work area");
   app.add_option("--log-level", settings.logLevel,
                  "Highest severity logged to stderr: 1 errors, 2 warnings, 3 information, 4 all")
@@ -121,6 +146,14 @@ int main(int argc, char** argv) {
   sigaddset(&stopSignals, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
 
+  // Idle connections cost a file descriptor each: allow as many as the
+  // system allows this process.
+  rlimit files{};
+  if (getrlimit(RLIMIT_NOFILE, &files) == 0 && files.rlim_cur < files.rlim_max) {
+    files.rlim_cur = files.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &files);
+  }
+
   kest::server::Server server(settings);
   try {
     server.start();
@@ -132,6 +165,11 @@ int main(int argc, char** argv) {
   sigwait(&stopSignals, &signal);
   kest::server::ServerLog("kest-server")
       .info(signal == SIGINT ? "SIGINT received, stopping" : "SIGTERM received, stopping");
-  server.stop();
+  if (!server.stop()) {
+    // A provider still runs code of the server's: leave without destroying
+    // anything it may use.
+    std::fflush(stderr);
+    std::_Exit(0);
+  }
   return 0;
 }

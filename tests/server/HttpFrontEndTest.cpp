@@ -21,98 +21,29 @@
 
 #include "host/Log.h"
 #include "server/Server.h"
+#include "tests/server/FrontEndFixture.h"
 #include "tests/server/HttpTestSupport.h"
 #include "tests/server/ServerTestSupport.h"
-#include "tests/server/providers/SlowEnumerationHold.h"
 
 using kest::server::ProviderSpec;
 using kest::server::Server;
 using kest::server::ServerSettings;
 using kest::server::testing::cimPost;
 using kest::server::testing::dtdErrors;
+using kest::server::testing::expectRefusal;
+using kest::server::testing::HttpFrontEndTest;
 using kest::server::testing::HttpResponse;
 using kest::server::testing::instanceNameXml;
 using kest::server::testing::intrinsicCall;
 using kest::server::testing::parameter;
 using kest::server::testing::RawConnection;
 using kest::server::testing::runProgram;
+using kest::server::testing::SlowEnumerationsHeld;
 using kest::server::testing::TemporaryFolder;
 
 namespace {
 
-const std::string kNamesOfFoo = intrinsicCall(
-    "EnumerateInstanceNames", parameter("ClassName", "<CLASSNAME NAME=\"Test_Foo\"/>"));
-
-class HttpFrontEndTest : public ::testing::Test {
- protected:
-  HttpFrontEndTest() {
-    _settings.http.port = 0;
-    _settings.providers = {ProviderSpec{KEST_TEST_PROVIDER, ""},
-                           ProviderSpec{KEST_THROWING_PROVIDER, ""}};
-  }
-
-  // Starts a server with the fixture's settings (after change, if given).
-  void start(const std::function<void(ServerSettings&)>& change = nullptr) {
-    if (change) change(_settings);
-    _server = std::make_unique<Server>(_settings);
-    _port = _server->start();
-  }
-
-  HttpResponse exchange(const std::string& request) {
-    RawConnection connection(_port);
-    connection.send(request);
-    return connection.receive();
-  }
-
-  TOVScopedLogCapture _capture;
-  ServerSettings _settings;
-  std::unique_ptr<Server> _server;
-  int _port = 0;
-};
-
-// Holds the throwing provider's enumerations of Test_Slow for its own
-// lifetime (see SlowEnumerationHold.h). Create it once the server has loaded
-// the provider. Throws std::runtime_error when the provider is not loaded.
-class SlowEnumerationsHeld {
- public:
-  SlowEnumerationsHeld() : _library(dlopen(KEST_THROWING_PROVIDER, RTLD_NOW | RTLD_NOLOAD)) {
-    if (_library == nullptr) throw std::runtime_error("the throwing provider is not loaded");
-    _await = reinterpret_cast<KestTestAwaitSlowEnumeration>(
-        dlsym(_library, KEST_TEST_AWAIT_SLOW_ENUMERATION));
-    _release = reinterpret_cast<KestTestReleaseSlowEnumerations>(
-        dlsym(_library, KEST_TEST_RELEASE_SLOW_ENUMERATIONS));
-    const auto hold = reinterpret_cast<KestTestHoldSlowEnumerations>(
-        dlsym(_library, KEST_TEST_HOLD_SLOW_ENUMERATIONS));
-    if (_await == nullptr || _release == nullptr || hold == nullptr) {
-      dlclose(_library);
-      throw std::runtime_error("the throwing provider exports no hold");
-    }
-    hold();
-  }
-  ~SlowEnumerationsHeld() {
-    release();
-    dlclose(_library);
-  }
-  SlowEnumerationsHeld(const SlowEnumerationsHeld&) = delete;
-  SlowEnumerationsHeld& operator=(const SlowEnumerationsHeld&) = delete;
-
-  // Waits until an enumeration has started and is held.
-  bool awaitStart() { return _await(); }
-  void release() { _release(); }
-
- private:
-  void* _library;
-  KestTestAwaitSlowEnumeration _await = nullptr;
-  KestTestReleaseSlowEnumerations _release = nullptr;
-};
-
-void expectRefusal(const HttpResponse& response, int status, const std::string& cimError,
-                   const std::string& bodyStart) {
-  EXPECT_EQ(response.status, status);
-  EXPECT_EQ(response.header("CIMError"), cimError);
-  EXPECT_EQ(response.header("Content-Type"), "text/plain");
-  EXPECT_EQ(response.body.substr(0, bodyStart.size()), bodyStart) << response.body;
-}
+using kest::server::testing::kNamesOfFoo;
 
 }  // namespace
 
@@ -188,16 +119,18 @@ TEST_F(HttpFrontEndTest, AnOversizedBodyGets413AndTheConnectionCloses) {
   EXPECT_TRUE(connection.closedByServer());
 }
 
-TEST_F(HttpFrontEndTest, OversizedHeadersEndTheRequest) {
+TEST_F(HttpFrontEndTest, OversizedHeadersGet431AndTheConnectionCloses) {
   start([](ServerSettings& settings) {
     settings.http.maxRequestSize = 1000;
     settings.http.maxHeaderSize = 2000;
   });
   {
-    // One line longer than a header line may be: a bad request.
+    // One line longer than the whole header may be.
     RawConnection connection(_port);
     connection.send("POST /cimom HTTP/1.1\r\nX-Long: " + std::string(10000, 'x') + "\r\n\r\n");
-    expectRefusal(connection.receive(), 400, "", "kest-server: bad request");
+    expectRefusal(connection.receive(), 431, "",
+                  "kest-server: the request's header is larger than 2000 bytes");
+    EXPECT_TRUE(connection.closedByServer());
   }
   {
     // Many short lines beyond the limit: the request ends there.
@@ -206,7 +139,8 @@ TEST_F(HttpFrontEndTest, OversizedHeadersEndTheRequest) {
     for (int i = 0; i < 100; ++i)
       headers += "X-Filler-" + std::to_string(i) + ": " + std::string(60, 'y') + "\r\n";
     connection.send(headers);
-    expectRefusal(connection.receive(), 400, "", "kest-server: bad request");
+    expectRefusal(connection.receive(), 431, "",
+                  "kest-server: the request's header is larger than 2000 bytes");
     EXPECT_TRUE(connection.closedByServer());
   }
   EXPECT_EQ(exchange(cimPost("EnumerateInstanceNames", kNamesOfFoo)).status, 200);
@@ -371,24 +305,6 @@ TEST_F(HttpFrontEndTest, TlsFilesThatDoNotLoadStopTheStart) {
     EXPECT_EQ(std::string(error.what()).rfind("TLS certificate " + missing + ": ", 0), 0u)
         << error.what();
   }
-}
-
-TEST_F(HttpFrontEndTest, AConnectionBeyondTheLimitGetsServiceUnavailable) {
-  start([](ServerSettings& settings) { settings.http.maxConnections = 2; });
-  RawConnection first(_port);
-  RawConnection second(_port);
-  for (RawConnection* connection : {&first, &second}) {
-    connection->send(cimPost("EnumerateInstanceNames", kNamesOfFoo));
-    ASSERT_EQ(connection->receive().status, 200);
-  }
-  RawConnection third(_port);
-  const HttpResponse refused = third.receive();
-  EXPECT_EQ(refused.status, 503);
-  EXPECT_EQ(refused.body, "kest-server: too many connections (the limit is 2)\n");
-  EXPECT_TRUE(third.closedByServer());
-  EXPECT_EQ(_capture.sink().count("connection from 127.0.0.1:" + std::to_string(third.localPort()) +
-                                  " refused: too many connections (the limit is 2)"),
-            1u);
 }
 
 TEST_F(HttpFrontEndTest, ASilentConnectionIsClosedAfterTheIdleTime) {

@@ -13,8 +13,9 @@
 #define KEST_TEST_HOLD_SLOW_ENUMERATIONS "kest_test_hold_slow_enumerations"
 using KestTestHoldSlowEnumerations = void (*)();
 
-// Waits until a held enumeration of Test_Slow has started; returns whether
-// one did. The limit of 30 seconds only keeps a broken test from hanging.
+// Waits until a held enumeration of Test_Slow has started, one more than
+// the calls before had waited for (so the second call waits for a second
+// enumeration); returns whether one did. The limit of 30 seconds only keeps a broken test from hanging.
 #define KEST_TEST_AWAIT_SLOW_ENUMERATION "kest_test_await_slow_enumeration"
 using KestTestAwaitSlowEnumeration = bool (*)();
 

@@ -32,8 +32,8 @@
 #include "host/Fatal.h"
 #include "host/Object.h"
 #include "host/Provider.h"
-#include "host/Value.h"
 #include "host/ProviderAbi.h"
+#include "host/Value.h"
 #include "support/ObjectModelBuilders.h"
 #include "tests/server/providers/SlowEnumerationHold.h"
 
@@ -84,11 +84,17 @@ class SlowEnumerationHold {
   void hold() {
     const std::lock_guard<std::mutex> lock(_mutex);
     _holding = true;
-    _started = false;
+    _started = 0;
+    _awaited = 0;
   }
   bool awaitStart() {
     std::unique_lock<std::mutex> lock(_mutex);
-    return _changed.wait_for(lock, std::chrono::seconds(30), [this] { return _started; });
+    if (!_changed.wait_for(lock, std::chrono::seconds(30),
+                           [this] { return _started > _awaited; })) {
+      return false;
+    }
+    ++_awaited;
+    return true;
   }
   void release() {
     const std::lock_guard<std::mutex> lock(_mutex);
@@ -99,7 +105,7 @@ class SlowEnumerationHold {
   void pass() {
     std::unique_lock<std::mutex> lock(_mutex);
     if (!_holding) return;
-    _started = true;
+    ++_started;
     _changed.notify_all();
     _changed.wait(lock, [this] { return !_holding; });
   }
@@ -108,7 +114,8 @@ class SlowEnumerationHold {
   std::mutex _mutex;
   std::condition_variable _changed;
   bool _holding = false;  // guarded by _mutex
-  bool _started = false;  // guarded by _mutex
+  int _started = 0;       // enumerations held since hold(); guarded by _mutex
+  int _awaited = 0;       // of those, the ones awaitStart() has returned for; guarded by _mutex
 };
 
 TOVString classOf(const TOVSmrPtr<ITovaInstanceName>& name) {

@@ -5,9 +5,10 @@
 //   kest-load --url http://127.0.0.1:PORT --clients N --seconds S
 //             [--server-pid PID] [--server-log FILE] [--user U --password P]
 //   kest-load --url ... --hold N | --hold-slow N [--server-pid PID]
+//   kest-load --url ... --flood N [--flood-bytes B] [--server-pid PID]
 //
 // Exit code: 0; 1 when requests failed unexpectedly (load) or the probe
-// requests were not served (hold); 2 on bad arguments or when the load
+// requests were not served (hold, flood); 2 on bad arguments or when the load
 // targets cannot be found.
 
 #include <sys/resource.h>
@@ -16,6 +17,7 @@
 
 #include <iostream>
 
+#include "bench/load/FloodRun.h"
 #include "bench/load/HoldRun.h"
 #include "bench/load/LoadRun.h"
 
@@ -55,6 +57,12 @@ int main(int argc, char** argv) {
   app.add_option("--hold-slow", holdSlow,
                  "Hold this many connections that send a partial request header")
       ->excludes(idle);
+  kest::load::FloodOptions flood;
+  unsigned int floodCount = 0;
+  app.add_option("--flood", floodCount,
+                 "Send this many maximum-size requests at once and report the server's peak memory")
+      ->excludes(idle);
+  app.add_option("--flood-bytes", flood.bodyBytes, "Flood: bytes of each request body");
   CLI11_PARSE(app, argc, argv);
 
   try {
@@ -64,6 +72,12 @@ int main(int argc, char** argv) {
     return 2;
   }
   raiseDescriptorLimit();
+  if (floodCount > 0) {
+    flood.endpoint = load.endpoint;
+    flood.connections = floodCount;
+    flood.serverPid = serverPid;
+    return kest::load::FloodRun(flood).run(std::cout);
+  }
   if (holdIdle > 0 || holdSlow > 0) {
     hold.endpoint = load.endpoint;
     hold.user = load.user;

@@ -349,19 +349,18 @@ namespace {
 // Test_Foo compiled from MOF, with options applied.
 kest::repository::ClassDefinition fooClass(const kest::repository::ClassRequestOptions& options) {
   ClassCatalog catalog("root/cimv2");
-  catalog.compileMofText(
-      "foo.mof",
-      "class Test_Bar { [Key] string Tag; };\n"
-      "class Test_E { [Key] string K; };\n"
-      "class Test_Base { string Base; };\n"
-      "class Test_Foo : Test_Base {\n"
-      "  [Key] string Name;\n"
-      "  uint16 Vals[];\n"
-      "  Test_Bar REF Peer;\n"
-      "  [EmbeddedInstance(\"Test_E\")] string Obj;\n"
-      "  uint32 DoIt([In] string S, [In] uint32 NA[], [In] Test_Bar REF R,\n"
-      "              [In] Test_Bar REF RA[], [In(false), Out] string Result);\n"
-      "};\n");
+  catalog.compileMofText("foo.mof",
+                         "class Test_Bar { [Key] string Tag; };\n"
+                         "class Test_E { [Key] string K; };\n"
+                         "class Test_Base { string Base; };\n"
+                         "class Test_Foo : Test_Base {\n"
+                         "  [Key] string Name;\n"
+                         "  uint16 Vals[];\n"
+                         "  Test_Bar REF Peer;\n"
+                         "  [EmbeddedInstance(\"Test_E\")] string Obj;\n"
+                         "  uint32 DoIt([In] string S, [In] uint32 NA[], [In] Test_Bar REF R,\n"
+                         "              [In] Test_Bar REF RA[], [In(false), Out] string Result);\n"
+                         "};\n");
   return catalog.find("root/cimv2", "Test_Foo")->filtered(options);
 }
 

@@ -14,10 +14,10 @@
 #include "tests/server/ServerTestSupport.h"
 
 using kest::server::applyDefaultProvider;
-using kest::server::readServerConfigurationFile;
-using kest::server::testing::TemporaryFolder;
 using kest::server::ProviderSpec;
+using kest::server::readServerConfigurationFile;
 using kest::server::ServerSettings;
+using kest::server::testing::TemporaryFolder;
 
 namespace {
 
@@ -86,6 +86,26 @@ TEST(ReadServerConfigurationFileTest, TheFileSetsTheDefaultProviderAndItsMof) {
   EXPECT_EQ(settings.defaultProvider, "/p/libx.so");
   EXPECT_EQ(settings.defaultMof, "/p/x.mof");
   EXPECT_EQ(settings.http.port, 7000);
+}
+
+TEST(ReadServerConfigurationFileTest, TheFileSetsTheTransportsLimitsAndDeadlines) {
+  TemporaryFolder folder;
+  const std::string file = folder.write(
+      "kest-server.conf",
+      "[Server]\nMaxHeaderSize = 10000\nMaxHeaderLineSize = 2000\nMaxConnections = 7\n"
+      "MaxOpenConnections = 70\nIdleTimeout = 11\nHeaderTimeout = 3\nBodyTimeout = 13\n"
+      "RequestTimeout = 17\nShutdownGrace = 4\n");
+  ServerSettings settings;
+  readServerConfigurationFile(file, settings);
+  EXPECT_EQ(settings.http.maxHeaderSize, 10000u);
+  EXPECT_EQ(settings.http.maxHeaderLineSize, 2000u);
+  EXPECT_EQ(settings.http.maxConnections, 7u);
+  EXPECT_EQ(settings.http.maxOpenConnections, 70u);
+  EXPECT_EQ(settings.http.idleTimeoutSeconds, 11);
+  EXPECT_EQ(settings.http.headerTimeoutSeconds, 3);
+  EXPECT_EQ(settings.http.bodyTimeoutSeconds, 13);
+  EXPECT_EQ(settings.http.requestTimeoutSeconds, 17);
+  EXPECT_EQ(settings.shutdownGraceSeconds, 4);
 }
 
 TEST(ReadServerConfigurationFileTest, AMalformedFileIsRefusedNamingIt) {

@@ -40,6 +40,23 @@ inline void expectRefusal(const HttpResponse& response, int status, const std::s
   EXPECT_EQ(response.body.substr(0, bodyStart.size()), bodyStart) << response.body;
 }
 
+// A self-signed certificate for 127.0.0.1 and its key, written into folder
+// by the openssl program; their paths. Throws std::runtime_error when openssl
+// fails.
+struct GeneratedCertificate {
+  std::string certificate;
+  std::string key;
+};
+inline GeneratedCertificate generateCertificate(const TemporaryFolder& folder) {
+  GeneratedCertificate files{folder.path() + "/cert.pem", folder.path() + "/key.pem"};
+  const auto generated =
+      runProgram({"openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt",
+                  "ec_paramgen_curve:prime256v1", "-nodes", "-keyout", files.key, "-out",
+                  files.certificate, "-days", "1", "-subj", "/CN=127.0.0.1"});
+  if (generated.exitCode != 0) throw std::runtime_error("openssl: " + generated.errors);
+  return files;
+}
+
 // A server with the test and throwing providers, started by each test with
 // the settings it needs; the HTTP front end's tests run against it.
 class HttpFrontEndTest : public ::testing::Test {

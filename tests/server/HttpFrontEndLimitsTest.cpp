@@ -107,6 +107,19 @@ TEST_F(HttpFrontEndLimitsTest, ABodyThatDoesNotCompleteInTimeClosesTheConnection
   EXPECT_TRUE(waitUntil([&] { return _capture.sink().count(logged) == 1; }));
 }
 
+TEST_F(HttpFrontEndLimitsTest, ATlsHandshakeThatDoesNotCompleteInTimeClosesTheConnection) {
+  kest::server::testing::TemporaryFolder folder;
+  const auto files = kest::server::testing::generateCertificate(folder);
+  start([&](ServerSettings& settings) {
+    settings.http.tlsCertificate = files.certificate;
+    settings.http.tlsKey = files.key;
+    settings.http.idleTimeoutSeconds = 600;
+    settings.http.headerTimeoutSeconds = 1;
+  });
+  RawConnection silent(_port);
+  EXPECT_TRUE(silent.closedByServer(10000));
+}
+
 TEST_F(HttpFrontEndLimitsTest, ABusyConnectionBeyondTheLimitGetsServiceUnavailable) {
   start([](ServerSettings& settings) { settings.http.maxConnections = 2; });
   SlowEnumerationsHeld held;

@@ -265,13 +265,7 @@ TEST_F(HttpFrontEndTest, BasicAuthenticationIsRequiredWhenCredentialsAreSet) {
 
 TEST_F(HttpFrontEndTest, HttpsServesWbemcliWithAGeneratedCertificate) {
   TemporaryFolder folder;
-  const std::string key = folder.path() + "/key.pem";
-  const std::string certificate = folder.path() + "/cert.pem";
-  ASSERT_EQ(runProgram({"openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt",
-                        "ec_paramgen_curve:prime256v1", "-nodes", "-keyout", key, "-out",
-                        certificate, "-days", "1", "-subj", "/CN=127.0.0.1"})
-                .exitCode,
-            0);
+  const auto [certificate, key] = kest::server::testing::generateCertificate(folder);
   start([&](ServerSettings& settings) {
     settings.http.tlsCertificate = certificate;
     settings.http.tlsKey = key;

@@ -11,6 +11,11 @@
 #include "tests/server/HttpTestSupport.h"
 #include "tests/server/ServerTestSupport.h"
 
+using kest::server::testing::cimPost;
+using kest::server::testing::HttpResponse;
+using kest::server::testing::intrinsicCall;
+using kest::server::testing::parameter;
+using kest::server::testing::RawConnection;
 using kest::server::testing::runProgram;
 using kest::server::testing::ServerProcess;
 using kest::server::testing::TemporaryFolder;
@@ -43,6 +48,28 @@ TEST(KestServerProgramTest, ServesUntilSigtermThenShutsDownTheProvidersAndExitsZ
   EXPECT_TRUE(contains(server.errors(), "[3] kest-server: SIGTERM received, stopping\n"));
   EXPECT_TRUE(contains(server.errors(), "[3] ServerTestProvider: shutdown\n"));
   EXPECT_TRUE(contains(server.errors(), "[3] kest::server::Server: kest-server stopped\n"));
+}
+
+TEST(KestServerProgramTest, AProviderCallThatNeverReturnsFailsAtTheEndOfTheGraceAndItExitsZero) {
+  ServerProcess server({KEST_SERVER_EXECUTABLE, "--port", "0", "--provider", KEST_TEST_PROVIDER,
+                        "--provider", KEST_THROWING_PROVIDER, "--shutdown-grace", "1"});
+  ASSERT_NE(server.port(), 0) << server.errors();
+  RawConnection stuck(server.port());
+  stuck.send(cimPost("EnumerateInstances",
+                     intrinsicCall("EnumerateInstances",
+                                   parameter("ClassName", "<CLASSNAME NAME=\"Test_Stuck\"/>"))));
+  // The request has reached the provider once another one has been served
+  // after it on the same workers.
+  EXPECT_EQ(enumerateBars(server.port()), barNames(server.port()));
+  EXPECT_EQ(server.stop(SIGTERM), 0);
+  const HttpResponse failed = stuck.receive();
+  EXPECT_EQ(failed.status, 200);
+  EXPECT_TRUE(contains(failed.body, "<ERROR CODE=\"1\"")) << failed.body;
+  EXPECT_TRUE(contains(failed.body, "the server is stopping")) << failed.body;
+  EXPECT_TRUE(
+      contains(server.errors(), "a request is still running in a provider after the grace period"))
+      << server.errors();
+  EXPECT_TRUE(contains(server.errors(), "[3] ServerTestProvider: shutdown\n"));
 }
 
 TEST(KestServerProgramTest, SigintStopsItTheSameWay) {

@@ -18,10 +18,10 @@
 #include "framework/SynchronizedProvider.h"
 #include "host/Value.h"
 #include "server/Server.h"
-#include "tests/server/HttpTestSupport.h"
-#include "tests/server/ServerTestSupport.h"
 #include "support/ObjectModelBuilders.h"
 #include "support/TestInstances.h"
+#include "tests/server/HttpTestSupport.h"
+#include "tests/server/ServerTestSupport.h"
 
 namespace {
 
@@ -57,9 +57,8 @@ class RefreshedProvider : public kest::pf::SynchronizedProvider {
   void shutdown() override {}
 
   void startup() override {
-    getInstanceManager().registerClass(
-        TOVSmrPtr<kest::pf::Class>(new kest::pf::Class("Slow_Item", nullptr, nullptr, false,
-                                                       nullptr)));
+    getInstanceManager().registerClass(TOVSmrPtr<kest::pf::Class>(
+        new kest::pf::Class("Slow_Item", nullptr, nullptr, false, nullptr)));
     UpdateGuard guard(*this);
     for (std::size_t i = 0; i < kItems; ++i) addItem(i);
   }
@@ -73,9 +72,9 @@ class RefreshedProvider : public kest::pf::SynchronizedProvider {
  private:
   void addItem(std::size_t i) {
     const TOVString id = TOVString::fromUInt(i);
-    const TOVSmrPtr<TestInstance> item(new TestInstance(
-        getInstanceManager(), "Slow_Item",
-        makeName("Slow_Item", {Key{"Id", make(static_cast<TOVuint32>(i))}})));
+    const TOVSmrPtr<TestInstance> item(
+        new TestInstance(getInstanceManager(), "Slow_Item",
+                         makeName("Slow_Item", {Key{"Id", make(static_cast<TOVuint32>(i))}})));
     item->setProperty("Id", make(static_cast<TOVuint32>(i)));
     item->setProperty("Caption", make("An item that a slow client reads, number " + id));
     getInstanceManager().registerInstance(item);

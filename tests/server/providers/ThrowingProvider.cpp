@@ -19,6 +19,8 @@
 //                         Associators returns two references, to
 //                         Test_Bar.Tag="b1" (which the test provider serves)
 //                         and to Test_Bar.Tag="none"
+//   Test_Stuck            EnumerateInstances never returns (for stopping a
+//                         server whose provider hangs, in another process)
 // Every other class throws an int too.
 
 #include <chrono>
@@ -46,6 +48,7 @@ const char* const kClasses[] = {
     "Test_ErrNotSupported", "Test_ErrParameter", "Test_ErrClass",    "Test_ErrNotFound",
     "Test_ErrFailed",       "Test_ErrHost",      "Test_ErrFatal",    "Test_ErrStd",
     "Test_ErrUnknown",      "Test_Midway",       "Test_MidwaySmall", "Test_Slow",
+    "Test_Stuck",
 };
 
 bool is(const TOVString& className, const char* name) { return className.compareTo(name, 0) == 0; }
@@ -118,6 +121,14 @@ class SlowEnumerationHold {
   int _awaited = 0;       // of those, the ones awaitStart() has returned for; guarded by _mutex
 };
 
+// Never returns: what a hung provider call looks like to the server.
+[[noreturn]] void hang() {
+  static std::mutex mutex;
+  static std::condition_variable never;
+  std::unique_lock<std::mutex> lock(mutex);
+  while (true) never.wait(lock);
+}
+
 TOVString classOf(const TOVSmrPtr<ITovaInstanceName>& name) {
   return name ? name->getClassname() : TOVString();
 }
@@ -168,6 +179,7 @@ class ThrowingProvider : public kest::IProvider {
   void enumerateInstances(kest::ICollector<TOVSmrPtr<ITovaObject>>& results, const TOVString&,
                           const TOVString& className, const TOVSmrPtr<ITovaTransaction>&,
                           const PropertyList&) override {
+    if (is(className, "Test_Stuck")) hang();
     const bool slow = is(className, "Test_Slow");
     if (slow) SlowEnumerationHold::instance().pass();
     const int count = is(className, "Test_Midway")        ? 2000

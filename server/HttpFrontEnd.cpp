@@ -215,7 +215,12 @@ bool HttpFrontEnd::stop(std::chrono::milliseconds grace) {
                  " connection(s) still busy at the end of the grace period: their requests "
                  "fail");
     impl.registry.abandonAll();
-    impl.registry.awaitEmpty(Clock::now() + kAbandonTime);
+    if (!impl.registry.awaitEmpty(Clock::now() + kAbandonTime)) {
+      // Answers still being written to slow clients are cut short, which
+      // also releases the workers waiting on them.
+      impl.registry.abandonAll();
+      impl.registry.awaitEmpty(Clock::now() + kAbandonTime);
+    }
   }
   const bool finished = impl.workers.stop(std::max(deadline, Clock::now()));
   if (!finished) {

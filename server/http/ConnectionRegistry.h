@@ -29,7 +29,8 @@ class ConnectionControl {
   // after its response.
   virtual void drain() = 0;
   // The server's grace period is over: answer a request still waiting for
-  // its result with a failure and close.
+  // its result with a failure and close. A second call closes at once,
+  // cutting short whatever is still being written.
   virtual void abandon() = 0;
 };
 

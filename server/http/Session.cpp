@@ -230,6 +230,9 @@ class Session : public ConnectionControl, public std::enable_shared_from_this<Se
 
   void abandon() override {
     onStrand([](Session& self) {
+      // A second call: whatever is still being written is cut short.
+      if (self._abandoned) return self.closeNow();
+      self._abandoned = true;
       self._draining = true;
       if (self._phase == Phase::Serving && self.answerInsteadOfWorker("the server is stopping")) {
         return;
@@ -709,6 +712,7 @@ class Session : public ConnectionControl, public std::enable_shared_from_this<Se
   bool _keepAlive = true;
   bool _http10 = false;
   bool _draining = false;
+  bool _abandoned = false;
   bool _closed = false;
 };
 

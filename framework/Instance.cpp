@@ -183,4 +183,8 @@ bool Instance::operator==(const ITovaObject& rhs) const {
   return mine == *theirs;
 }
 
+bool Instance::operator==(const Instance& rhs) const {
+  return operator==(static_cast<const ITovaObject&>(rhs));
+}
+
 }  // namespace kest::pf

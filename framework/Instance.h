@@ -100,6 +100,10 @@ class Instance : public ITovaObject {
   // Names only: true when this object's name equals rhs's by the host's
   // ITovaInstanceName equality. This object must have a name.
   bool operator==(const ITovaObject& rhs) const;
+  // The same for two Instances. Without it C++20 finds this operator twice
+  // for them (as written and with its operands reversed), which clang
+  // reports as ambiguous.
+  bool operator==(const Instance& rhs) const;
 
  protected:
   // Raises a modification of this object. Nothing happens (true) when

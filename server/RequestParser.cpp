@@ -35,12 +35,13 @@ int majorVersion(std::string_view version) {
 
 }  // namespace
 
-RequestParser::RequestParser(const ClassCatalog& catalog, std::size_t maxDepth)
-    : _catalog(catalog), _maxDepth(maxDepth) {}
+RequestParser::RequestParser(const ClassCatalog& catalog, std::size_t maxDepth,
+                             std::size_t maxNodes)
+    : _catalog(catalog), _limits{maxDepth, maxNodes} {}
 
 ParsedRequest RequestParser::parse(std::string_view body) const {
   pugi::xml_document document;
-  load(document, body, _maxDepth, "the request");
+  load(document, body, _limits, "the request");
 
   const pugi::xml_node cim = document.document_element();
   if (!is(cim, "CIM"))
@@ -96,10 +97,10 @@ ParsedRequest RequestParser::parse(std::string_view body) const {
       if (children.empty()) notValid("IMETHODCALL must start with LOCALNAMESPACEPATH");
       request.nameSpace = ElementReader::nameSpaceOf(children[0]);
       const std::vector<pugi::xml_node> rest(children.begin() + 1, children.end());
-      xml::readIntrinsic(_catalog, _maxDepth, rest, request);
+      xml::readIntrinsic(_catalog, _limits, rest, request);
     } else {
       request.operation = CimOperation::MethodCall;
-      xml::readMethodCall(_catalog, _maxDepth, children, request);
+      xml::readMethodCall(_catalog, _limits, children, request);
     }
     parsed.request = std::move(request);
   } catch (const CimError& error) {

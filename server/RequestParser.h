@@ -11,6 +11,7 @@
 #include "server/RequestRejected.h"
 // scalarFromText, which reads values as requests carry them.
 #include "server/xml/ScalarText.h"
+#include "server/xml/XmlShape.h"
 
 namespace kest::server {
 
@@ -35,7 +36,9 @@ struct ParsedRequest {
 //                             entity, a '<' in an attribute value, a
 //                             mismatched or missing end tag, ...);
 //   request-not-valid         for well-formed XML that is not a CIM request
-//                             message, and for nesting deeper than maxDepth;
+//                             message, for nesting deeper than maxDepth and
+//                             for more than maxNodes XML nodes (elements,
+//                             attributes and text; xml::XmlLimits);
 // and with status 501 and unsupported-cim-version, unsupported-dtd-version,
 // unsupported-protocol-version or multiple-requests-unsupported.
 //
@@ -44,7 +47,9 @@ struct ParsedRequest {
 // property, key or parameter, and the key's VALUETYPE; a value that none of
 // them types is a string (the framework's parameter helpers convert strings).
 // Embedded objects (EmbeddedObject="instance" or "object") are parsed from
-// their escaped INSTANCE text, within the same depth limit.
+// their escaped INSTANCE text, within the same depth limit and each within
+// the same node limit. The limits are checked before a tree is built: the
+// memory a request's tree takes stays below 64 bytes per allowed node.
 //
 // The message envelope is read here; the operations by
 // xml::readIntrinsic (from the operation table, server/Operations.h) and
@@ -54,13 +59,14 @@ struct ParsedRequest {
 // may serve every request thread.
 class RequestParser {
  public:
-  RequestParser(const ClassCatalog& catalog, std::size_t maxDepth);
+  RequestParser(const ClassCatalog& catalog, std::size_t maxDepth,
+                std::size_t maxNodes = xml::XmlLimits().maxNodes);
 
   ParsedRequest parse(std::string_view body) const;
 
  private:
   const ClassCatalog& _catalog;
-  const std::size_t _maxDepth;
+  const xml::XmlLimits _limits;
 };
 
 }  // namespace kest::server

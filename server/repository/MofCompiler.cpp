@@ -45,8 +45,7 @@ bool isValidNameSpace(std::string_view name) {
 // the end), the include stack, the diagnostics.
 class Compilation : public BuildContext {
  public:
-  Compilation(ClassRepository& repository, const CompileOptions& options)
-      : _repository(repository), _options(options) {}
+  explicit Compilation(ClassRepository& repository) : _repository(repository) {}
 
   void compileFile(const std::string& path, const SourceLocation* includedFrom,
                    const TOVString& nameSpace);
@@ -88,7 +87,6 @@ class Compilation : public BuildContext {
                    const std::string& reason);
 
   ClassRepository& _repository;
-  const CompileOptions& _options;
   // Lower-cased namespace -> what this compilation adds to it.
   std::map<std::string, Staged> _staged;
   ClassRepository::Update _update;
@@ -310,7 +308,7 @@ MofCompiler::MofCompiler(ClassRepository& repository, CompileOptions options)
     : _repository(repository), _options(std::move(options)) {}
 
 CompileResult MofCompiler::compileFiles(const std::vector<std::string>& paths) {
-  Compilation compilation(_repository, _options);
+  Compilation compilation(_repository);
   return guarded(compilation, [&] {
     for (const std::string& path : paths)
       compilation.compileFile(path, nullptr, _options.defaultNameSpace);
@@ -318,7 +316,7 @@ CompileResult MofCompiler::compileFiles(const std::vector<std::string>& paths) {
 }
 
 CompileResult MofCompiler::compileText(const std::string& sourceName, std::string_view text) {
-  Compilation compilation(_repository, _options);
+  Compilation compilation(_repository);
   return guarded(compilation, [&] {
     std::error_code error;
     const std::string canonical =

@@ -15,9 +15,9 @@ using ValueList = TOVValSlist<TOVSmrPtr<ITovaValue>>;
 
 }  // namespace
 
-ElementReader::ElementReader(const ClassCatalog& catalog, std::size_t maxDepth,
+ElementReader::ElementReader(const ClassCatalog& catalog, const XmlLimits& limits,
                              const TOVString& nameSpace)
-    : _catalog(catalog), _maxDepth(maxDepth), _nameSpace(nameSpace) {}
+    : _catalog(catalog), _limits(limits), _nameSpace(nameSpace) {}
 
 TOVString ElementReader::nameSpaceOf(pugi::xml_node localNameSpacePath) {
   if (!is(localNameSpacePath, "LOCALNAMESPACEPATH")) {
@@ -266,13 +266,15 @@ TOVSmrPtr<ITovaObject> ElementReader::namedInstance(pugi::xml_node node) const {
 
 TOVSmrPtr<ITovaObject> ElementReader::embeddedInstance(const std::string& text, std::size_t depth,
                                                        const std::string& what) const {
-  if (depth >= _maxDepth) {
-    notValid("embedded objects nest more than " + std::to_string(_maxDepth) + " levels deep");
+  if (depth >= _limits.maxDepth) {
+    notValid("embedded objects nest more than " + std::to_string(_limits.maxDepth) +
+             " levels deep");
   }
   pugi::xml_document document;
   const std::string where = "the embedded object of " + what;
-  load(document, text, _maxDepth - depth, where.c_str());
-  const ElementReader nested(_catalog, _maxDepth - depth, _nameSpace);
+  const XmlLimits limits{_limits.maxDepth - depth, _limits.maxNodes};
+  load(document, text, limits, where.c_str());
+  const ElementReader nested(_catalog, limits, _nameSpace);
   return nested.instance(document.document_element(), TOVSmrPtr<ITovaInstanceName>());
 }
 

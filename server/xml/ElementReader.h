@@ -12,6 +12,7 @@
 #include "host/String.h"
 #include "host/Value.h"
 #include "server/ClassCatalog.h"
+#include "server/xml/XmlShape.h"
 
 namespace kest::server::xml {
 
@@ -27,8 +28,9 @@ namespace kest::server::xml {
 // stateless otherwise, so any thread may use it.
 class ElementReader {
  public:
-  // maxDepth: the element nesting still allowed to embedded objects.
-  ElementReader(const ClassCatalog& catalog, std::size_t maxDepth, const TOVString& nameSpace);
+  // limits: what embedded objects may hold (maxDepth: the element nesting
+  // still allowed to them; maxNodes: the nodes of each).
+  ElementReader(const ClassCatalog& catalog, const XmlLimits& limits, const TOVString& nameSpace);
 
   // The namespace a LOCALNAMESPACEPATH names, segments joined by "/".
   static TOVString nameSpaceOf(pugi::xml_node localNameSpacePath);
@@ -86,7 +88,7 @@ class ElementReader {
 
  private:
   const ClassCatalog& _catalog;
-  const std::size_t _maxDepth;
+  const XmlLimits _limits;
   const TOVString _nameSpace;
 };
 

@@ -199,7 +199,7 @@ void readParameter(const ElementReader& reader, const ParameterDescriptor& descr
 
 }  // namespace
 
-void readIntrinsic(const ClassCatalog& catalog, std::size_t maxDepth,
+void readIntrinsic(const ClassCatalog& catalog, const XmlLimits& limits,
                    const std::vector<pugi::xml_node>& children, CimRequest& request) {
   IntrinsicParameters parameters(children);
   const OperationDescriptor* operation = findOperation(request.methodName);
@@ -208,7 +208,7 @@ void readIntrinsic(const ClassCatalog& catalog, std::size_t maxDepth,
                    "the operation " + request.methodName + " is not supported");
   }
   request.operation = operation->operation;
-  const ElementReader reader(catalog, maxDepth, request.nameSpace);
+  const ElementReader reader(catalog, limits, request.nameSpace);
   for (const ParameterDescriptor& descriptor : operation->parameters) {
     const pugi::xml_node parameter = descriptor.required ? parameters.takeRequired(descriptor.name)
                                                          : parameters.take(descriptor.name);

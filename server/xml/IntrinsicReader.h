@@ -6,6 +6,7 @@
 
 #include "server/CimRequest.h"
 #include "server/ClassCatalog.h"
+#include "server/xml/XmlShape.h"
 
 namespace kest::server::xml {
 
@@ -18,9 +19,9 @@ namespace kest::server::xml {
 // valid); an operation the table does not hold (CimError
 // CIM_ERR_NOT_SUPPORTED); a parameter given twice, missing, NULL where it
 // may not be, of the wrong kind, or that the operation does not define
-// (CIM_ERR_INVALID_PARAMETER). maxDepth bounds the nesting of embedded
-// objects, as for ElementReader.
-void readIntrinsic(const ClassCatalog& catalog, std::size_t maxDepth,
+// (CIM_ERR_INVALID_PARAMETER). limits bound embedded objects, as
+// for ElementReader.
+void readIntrinsic(const ClassCatalog& catalog, const XmlLimits& limits,
                    const std::vector<pugi::xml_node>& parameters, CimRequest& request);
 
 }  // namespace kest::server::xml

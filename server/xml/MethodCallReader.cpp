@@ -14,7 +14,7 @@
 
 namespace kest::server::xml {
 
-void readMethodCall(const ClassCatalog& catalog, std::size_t maxDepth,
+void readMethodCall(const ClassCatalog& catalog, const XmlLimits& limits,
                     const std::vector<pugi::xml_node>& children, CimRequest& request) {
   if (children.empty()) notValid("METHODCALL must start with LOCALINSTANCEPATH or LOCALCLASSPATH");
   const pugi::xml_node target = children[0];
@@ -26,7 +26,7 @@ void readMethodCall(const ClassCatalog& catalog, std::size_t maxDepth,
   const std::vector<pugi::xml_node> parts = elementChildren(target);
   if (parts.size() != 2) notValid(std::string(elementName(target)) + " must hold two elements");
   request.nameSpace = ElementReader::nameSpaceOf(parts[0]);
-  const ElementReader reader(catalog, maxDepth, request.nameSpace);
+  const ElementReader reader(catalog, limits, request.nameSpace);
   const TOVSmrPtr<ITovaNameSpacePath> path(new CTovaNameSpacePath(TOVString(), request.nameSpace));
   if (onInstance) {
     request.instanceName = reader.instanceName(parts[1], path);

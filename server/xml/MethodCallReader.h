@@ -6,6 +6,7 @@
 
 #include "server/CimRequest.h"
 #include "server/ClassCatalog.h"
+#include "server/xml/XmlShape.h"
 
 namespace kest::server::xml {
 
@@ -18,9 +19,9 @@ namespace kest::server::xml {
 //
 // Refuses a malformed call with RequestRejected (request-not-valid) and a
 // parameter given twice or whose value does not fit its type with CimError
-// CIM_ERR_INVALID_PARAMETER. maxDepth bounds the nesting of embedded
-// objects, as for ElementReader.
-void readMethodCall(const ClassCatalog& catalog, std::size_t maxDepth,
+// CIM_ERR_INVALID_PARAMETER. limits bound embedded objects, as
+// for ElementReader.
+void readMethodCall(const ClassCatalog& catalog, const XmlLimits& limits,
                     const std::vector<pugi::xml_node>& children, CimRequest& request);
 
 }  // namespace kest::server::xml

@@ -1,6 +1,5 @@
 #include "server/xml/XmlDocument.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cstdint>
 
@@ -81,32 +80,6 @@ std::string decodeReferences(std::string_view raw, bool attribute) {
   return out;
 }
 
-// The deepest element nesting of the document, walked without recursion;
-// stops counting past limit.
-std::size_t maxDepthOf(const pugi::xml_document& document, std::size_t limit) {
-  std::size_t deepest = 0;
-  std::size_t depth = 0;
-  pugi::xml_node node = document.first_child();
-  while (node) {
-    if (node.type() == pugi::node_element) {
-      deepest = std::max(deepest, depth + 1);
-      if (deepest > limit) return deepest;
-      if (node.first_child()) {
-        node = node.first_child();
-        ++depth;
-        continue;
-      }
-    }
-    while (node && !node.next_sibling()) {
-      node = node.parent();
-      if (depth == 0) return deepest;
-      --depth;
-    }
-    if (node) node = node.next_sibling();
-  }
-  return deepest;
-}
-
 constexpr unsigned int kParseOptions = pugi::parse_cdata | pugi::parse_wconv_attribute |
                                        pugi::parse_eol | pugi::parse_ws_pcdata_single;
 
@@ -166,12 +139,27 @@ std::size_t depthOf(pugi::xml_node node) {
   return depth;
 }
 
-// Parses text into document; refuses what is not well-formed or too deep.
-void load(pugi::xml_document& document, std::string_view text, std::size_t maxDepth,
+// Parses text into document; refuses what is not well-formed, too deep or
+// too large.
+void load(pugi::xml_document& document, std::string_view text, const XmlLimits& limits,
           const char* what) {
   const std::size_t invalid = firstInvalidUtf8(text);
   if (invalid != std::string_view::npos) {
     notWellFormed(std::string(what) + " is not UTF-8 (offset " + std::to_string(invalid) + ")");
+  }
+  const XmlShape shape = checkShape(text, limits);
+  switch (shape.verdict) {
+    case XmlShape::Verdict::Within:
+      break;
+    case XmlShape::Verdict::TooDeep:
+      notValid(std::string(what) + " nests elements more than " + std::to_string(limits.maxDepth) +
+               " levels deep");
+    case XmlShape::Verdict::TooManyNodes:
+      notValid(std::string(what) + " holds more than " + std::to_string(limits.maxNodes) +
+               " XML nodes (elements, attributes and text)");
+    case XmlShape::Verdict::NotWellFormed:
+      notWellFormed(std::string(what) + ": " + shape.problem + " at offset " +
+                    std::to_string(shape.offset));
   }
   const pugi::xml_parse_result result =
       document.load_buffer(text.data(), text.size(), kParseOptions, pugi::encoding_utf8);
@@ -180,11 +168,6 @@ void load(pugi::xml_document& document, std::string_view text, std::size_t maxDe
                   std::to_string(result.offset));
   }
   if (!document.document_element()) notWellFormed(std::string(what) + " has no element");
-  const std::size_t depth = maxDepthOf(document, maxDepth);
-  if (depth > maxDepth) {
-    notValid(std::string(what) + " nests elements more than " + std::to_string(maxDepth) +
-             " levels deep");
-  }
 }
 
 }  // namespace kest::server::xml

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "server/xml/XmlShape.h"
+
 // Loading a CIM-XML document within the server's limits, and reading its
 // elements, text and attributes with XML's well-formedness rules that the
 // underlying parser leaves to us (references, control characters).
@@ -21,10 +23,15 @@ namespace kest::server::xml {
 [[noreturn]] void invalidParameter(const std::string& detail);
 
 // Parses text into document. Refuses bytes that are not UTF-8, XML that is
-// not well-formed and a document without an element (not well-formed), and
-// elements nested more than maxDepth levels deep (not valid). what names the
-// text in the refusal ("the request", "the embedded object of ...").
-void load(pugi::xml_document& document, std::string_view text, std::size_t maxDepth,
+// not well-formed, content after the root element and a document without an
+// element (not well-formed). Refuses (not valid, naming the limit) elements
+// nested more than limits.maxDepth levels deep and more than limits.maxNodes
+// nodes (see XmlShape.h): both are checked before the tree is built, so a
+// refused document costs no memory. Too many nodes is a 400 like too deep a
+// nesting, not a 413: the body's size is within bounds, its content is not
+// a request this server takes. what names the text in the refusal ("the
+// request", "the embedded object of ...").
+void load(pugi::xml_document& document, std::string_view text, const XmlLimits& limits,
           const char* what);
 
 const char* elementName(pugi::xml_node node);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <pugixml.hpp>
 #include <string>
 #include <vector>
 
@@ -54,10 +55,15 @@ class RequestParserTest : public ::testing::Test {
     return parseOk(readFile(dataPath("requests/" + name + ".xml")));
   }
 
-  // The rejection of body: "<status> <CIMError>: <detail>".
-  std::string rejection(const std::string& body) const {
+  // The rejection of body: "<status> <CIMError>: <detail>"; by a parser
+  // allowing maxNodes nodes when given.
+  std::string rejection(const std::string& body, std::size_t maxNodes = 0) const {
     try {
-      _parser.parse(body);
+      if (maxNodes == 0) {
+        _parser.parse(body);
+      } else {
+        RequestParser(_catalog, 32, maxNodes).parse(body);
+      }
     } catch (const RequestRejected& rejected) {
       return std::to_string(rejected.httpStatus()) + " " + rejected.cimError() + ": " +
              rejected.detail();
@@ -519,6 +525,108 @@ TEST_F(RequestParserTest, EmbeddedObjectsCountTowardsTheDepthLimit) {
                                  nested + "</VALUE></PARAMVALUE>")),
             "400 request-not-valid: the embedded object of parameter Obj nests elements more than "
             "26 levels deep");
+}
+
+TEST_F(RequestParserTest, NestingUpToTheLimitIsRead) {
+  std::string deep;
+  for (int i = 0; i < 27; ++i) deep += "<VALUE.ARRAY>";
+  for (int i = 0; i < 27; ++i) deep += "</VALUE.ARRAY>";
+  const std::string deepest = intrinsic("EnumerateClassNames", parameter("X", deep));
+  EXPECT_EQ(rejection(deepest), "accepted");
+  EXPECT_EQ(rejection(intrinsic("EnumerateClassNames",
+                                parameter("X", "<VALUE.ARRAY>" + deep + "</VALUE.ARRAY>"))),
+            "400 request-not-valid: the request nests elements more than 32 levels deep");
+}
+
+// The nodes the tree parser builds for text: elements, attributes and
+// text runs, the same parsing options as the request parser.
+std::size_t treeNodes(const std::string& text) {
+  pugi::xml_document document;
+  document.load_buffer(text.data(), text.size(),
+                       pugi::parse_cdata | pugi::parse_wconv_attribute | pugi::parse_eol |
+                           pugi::parse_ws_pcdata_single,
+                       pugi::encoding_utf8);
+  std::size_t nodes = 0;
+  struct Counter : pugi::xml_tree_walker {
+    std::size_t* nodes;
+    bool for_each(pugi::xml_node& node) override {
+      *nodes += 1 + static_cast<std::size_t>(
+                        std::distance(node.attributes().begin(), node.attributes().end()));
+      return true;
+    }
+  } counter;
+  counter.nodes = &nodes;
+  document.traverse(counter);
+  return nodes;
+}
+
+TEST_F(RequestParserTest, NodeLimitIsTheTreeOfEveryCapturedRequest) {
+  for (const char* name : {"ai", "ain", "ci", "cm", "di", "ec", "ecn", "ei", "ein", "gc",
+                           "gi-refkey", "gi", "gp", "mi", "ri", "rin", "sp"}) {
+    const std::string body = readFile(dataPath(std::string("requests/") + name + ".xml"));
+    const std::size_t nodes = treeNodes(body);
+    ASSERT_GT(nodes, 10u) << name;
+    EXPECT_EQ(rejection(body, nodes).substr(0, 8), "accepted") << name;
+    EXPECT_EQ(rejection(body, nodes - 1), "400 request-not-valid: the request holds more than " +
+                                              std::to_string(nodes - 1) +
+                                              " XML nodes (elements, attributes and text)")
+        << name;
+  }
+}
+
+TEST_F(RequestParserTest, EmbeddedObjectsAreEachHeldToTheNodeLimit) {
+  std::string properties;
+  for (int i = 0; i < 30; ++i) {
+    properties += "&lt;PROPERTY NAME=&quot;P" + std::to_string(i) +
+                  "&quot; TYPE=&quot;string&quot;&gt;&lt;VALUE&gt;v&lt;/VALUE&gt;&lt;/PROPERTY&gt;";
+  }
+  const std::string body = methodCall(
+      "<PARAMVALUE NAME=\"Obj\" EmbeddedObject=\"instance\"><VALUE>&lt;INSTANCE "
+      "CLASSNAME=&quot;E&quot;&gt;" +
+      properties + "&lt;/INSTANCE&gt;</VALUE></PARAMVALUE>");
+  EXPECT_EQ(rejection(body, 500), "accepted");
+  EXPECT_EQ(rejection(body, 100),
+            "400 request-not-valid: the embedded object of parameter Obj holds more than 100 XML "
+            "nodes (elements, attributes and text)");
+}
+
+TEST_F(RequestParserTest, ContentAfterTheRootElementIsNotWellFormed) {
+  const std::string body = readFile(dataPath("requests/ei.xml"));
+  const std::string end = std::to_string(body.size());
+  EXPECT_EQ(
+      rejection(body + "x"),
+      "400 request-not-well-formed: the request: content after the root element at offset " + end);
+  EXPECT_EQ(
+      rejection(body + "<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\"/>"),
+      "400 request-not-well-formed: the request: content after the root element at offset " + end);
+}
+
+TEST_F(RequestParserTest, WhiteSpaceCommentsAndProcessingInstructionsMayFollowTheRoot) {
+  const std::string body = readFile(dataPath("requests/ei.xml"));
+  EXPECT_EQ(rejection(body + " \r\n<!-- sent by a test -->\n<?trace id=\"1\"?>\n"), "accepted");
+}
+
+TEST_F(RequestParserTest, MarkupInsideAttributeValuesAndCdataIsNotCountedAsNodes) {
+  std::string markup;
+  for (int i = 0; i < 50; ++i) markup += "<A>";
+  const std::string body = readFile(dataPath("requests/ei.xml"));
+  const std::size_t nodes = treeNodes(body);
+  // The same number of nodes, with markup inside a CDATA section that
+  // replaces a text node and inside a comment.
+  const std::string value = "<VALUE>FALSE</VALUE>";
+  ASSERT_NE(body.find(value), std::string::npos);
+  std::string withCdata = body;
+  withCdata.replace(body.find(value), value.size(),
+                    "<VALUE><![CDATA[" + markup + "FALSE]]><!--" + markup + "--></VALUE>");
+  EXPECT_EQ(treeNodes(withCdata), nodes);
+  EXPECT_EQ(rejection(withCdata, nodes), "accepted");
+  // An attribute value with '>' in it ('<' is refused later, not miscounted).
+  std::string withQuotes = body;
+  withQuotes.insert(body.find("<IMETHODCALL") + 12, " X=\"/>>\"");
+  EXPECT_EQ(rejection(withQuotes, nodes + 1), "accepted");
+  EXPECT_EQ(
+      rejection(intrinsic("EnumerateInstances", "<IPARAMVALUE NAME=\"a<b\"></IPARAMVALUE>"), nodes),
+      "400 request-not-well-formed: '<' is not allowed in an attribute value");
 }
 
 TEST_F(RequestParserTest, MutatedRequestsAreReadOrRefusedNeverCrash) {

@@ -23,7 +23,7 @@ const ServerLog kLog("kest::server::Server");
 struct Server::Parts {
   explicit Parts(const ServerSettings& settings)
       : catalog(settings.nameSpaces.empty() ? TOVString("root/cimv2") : settings.nameSpaces[0]),
-        parser(catalog, settings.maxXmlDepth),
+        parser(catalog, settings.maxXmlDepth, settings.maxXmlNodes),
         dispatcher(providers, catalog, settings.nameSpaces),
         service(parser, dispatcher),
         frontEnd(settings.http, service) {}

@@ -29,6 +29,8 @@ struct ServerSettings {
   // namespace): the full definitions of the classes they hold.
   std::vector<std::string> mofFiles;
   std::size_t maxXmlDepth = 64;
+  // The most XML nodes (elements, attributes, text runs) a request may hold.
+  std::size_t maxXmlNodes = 500000;
   // On stop: how long requests in flight may take to finish, and then how
   // long the providers' shutdown() calls may take.
   int shutdownGraceSeconds = 10;

@@ -90,6 +90,7 @@ void readServerConfiguration(const KESTConfigManager& config, ServerSettings& se
   readString(config, "TlsKey", settings.http.tlsKey);
   readNumber(config, "MaxRequestSize", settings.http.maxRequestSize, 1, 1LL << 40);
   readNumber(config, "MaxXmlDepth", settings.maxXmlDepth, 8, 100000);
+  readNumber(config, "MaxXmlNodes", settings.maxXmlNodes, 1000, 100000000);
   readNumber(config, "MaxHeaderSize", settings.http.maxHeaderSize, 1024, 1 << 24);
   readNumber(config, "MaxHeaderLineSize", settings.http.maxHeaderLineSize, 256, 1 << 24);
   readNumber(config, "MaxConnections", settings.http.maxConnections, 1, 100000);

@@ -24,6 +24,7 @@ namespace kest::server {
 //   TlsCertificate, TlsKey   PEM files: serve HTTPS;
 //   MaxRequestSize   bytes of a request body;
 //   MaxXmlDepth      element nesting of a request;
+//   MaxXmlNodes      XML nodes (elements, attributes, text) of a request;
 //   MaxHeaderSize, MaxHeaderLineSize   bytes of a request's line and
 //                    headers together, and of one line;
 //   MaxConnections   connections with a request in progress at once;

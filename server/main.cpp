@@ -55,6 +55,9 @@ void addOptions(CLI::App& app, ServerSettings& settings, std::vector<std::string
       ->check(CLI::PositiveNumber);
   app.add_option("--max-xml-depth", settings.maxXmlDepth, "Deepest element nesting of a request")
       ->check(CLI::Range(8, 100000));
+  app.add_option("--max-xml-nodes", settings.maxXmlNodes,
+                 "Most XML nodes (elements, attributes, text) in a request")
+      ->check(CLI::Range(1000, 100000000));
   app.add_option("--max-header-size", http.maxHeaderSize,
                  "Largest request line and headers together, in bytes")
       ->check(CLI::Range(1024, 1 << 24));

@@ -94,7 +94,7 @@ TEST(ReadServerConfigurationFileTest, TheFileSetsTheTransportsLimitsAndDeadlines
       "kest-server.conf",
       "[Server]\nMaxHeaderSize = 10000\nMaxHeaderLineSize = 2000\nMaxConnections = 7\n"
       "MaxOpenConnections = 70\nIdleTimeout = 11\nHeaderTimeout = 3\nBodyTimeout = 13\n"
-      "RequestTimeout = 17\nShutdownGrace = 4\n");
+      "RequestTimeout = 17\nShutdownGrace = 4\nMaxXmlNodes = 5000\n");
   ServerSettings settings;
   readServerConfigurationFile(file, settings);
   EXPECT_EQ(settings.http.maxHeaderSize, 10000u);
@@ -106,6 +106,7 @@ TEST(ReadServerConfigurationFileTest, TheFileSetsTheTransportsLimitsAndDeadlines
   EXPECT_EQ(settings.http.bodyTimeoutSeconds, 13);
   EXPECT_EQ(settings.http.requestTimeoutSeconds, 17);
   EXPECT_EQ(settings.shutdownGraceSeconds, 4);
+  EXPECT_EQ(settings.maxXmlNodes, 5000u);
 }
 
 TEST(ReadServerConfigurationFileTest, AMalformedFileIsRefusedNamingIt) {

@@ -272,6 +272,32 @@ INSTANTIATE_TEST_SUITE_P(
                     400, "kest-server: bad request"}),
     [](const ::testing::TestParamInfo<FramingCase>& info) { return info.param.name; });
 
+TEST_F(HttpFrontEndLimitsTest, ABodyOfTooManyNodesIsRefusedAndTheConnectionGoesOn) {
+  start([](ServerSettings& settings) { settings.maxXmlNodes = 10000; });
+  std::string values;
+  for (int i = 0; i < 6000; ++i) values += "<VALUE>p</VALUE>";
+  const std::string body =
+      kest::server::testing::intrinsicCall(
+          "EnumerateInstances",
+          kest::server::testing::parameter("ClassName", "<CLASSNAME NAME=\"Test_Foo\"/>") +
+              kest::server::testing::parameter("PropertyList", "<VALUE.ARRAY>" + values +
+                                                                   "</VALUE.ARRAY>"));
+  RawConnection connection(_port);
+  connection.send(cimPost("EnumerateInstances", body));
+  expectRefusal(connection.receive(), 400, "request-not-valid",
+                "kest-server: the request holds more than 10000 XML nodes");
+  connection.send(kLegitimate);
+  EXPECT_EQ(connection.receive().status, 200);
+}
+
+TEST_F(HttpFrontEndLimitsTest, ContentAfterTheRootElementIsNotWellFormed) {
+  start();
+  expectRefusal(exchange(cimPost("EnumerateInstanceNames", kNamesOfFoo + "<CIM/>")), 400,
+                "request-not-well-formed", "kest-server: ");
+  EXPECT_EQ(exchange(cimPost("EnumerateInstanceNames", kNamesOfFoo + "<!-- end -->\n")).status,
+            200);
+}
+
 TEST_F(HttpFrontEndLimitsTest, TheSameContentLengthTwiceIsAccepted) {
   start();
   const std::string length = "Content-Length: " + std::to_string(kNamesOfFoo.size()) + "\r\n";

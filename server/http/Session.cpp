@@ -84,8 +84,12 @@ std::string textResponse(int status, const std::string& cimErrorHeader, const st
 // serves it. The worker claims the response when it has one; until then
 // the connection may answer in its place (takeOver: the request's deadline
 // passed or the server stops), and what the worker produces later is
-// dropped. While the worker streams, each piece waits until the connection
-// has written it; a connection that fails or goes releases it (fail()).
+// dropped. While the worker streams, its pieces queue up for the
+// connection, which writes whatever has queued in one go; the worker waits
+// only while more than kMaxQueuedBytes are queued or being written, so a
+// slow reader holds back its worker (and no more memory), and a fast one
+// lets the worker go on producing while the last pieces are written. A
+// connection that fails or goes releases the worker (fail()).
 // Threads: one worker and the connection's strand; one mutex, not held
 // while posting or writing.
 class Exchange {
@@ -107,17 +111,24 @@ class Exchange {
     _state = State::Claimed;
     return true;
   }
-  // Worker: runs post (which hands a piece to the connection) and waits
-  // until the connection reports it written; false when it was not.
-  bool send(const std::function<void()>& post) {
+  // Worker: queues a piece (last: the response's final one); runs
+  // startWriter (which has the connection write what is queued) when the
+  // connection is not writing already; waits while too much is queued.
+  // False when the connection has failed or gone.
+  bool send(std::string piece, bool last, const std::function<void()>& startWriter) {
+    bool start = false;
     {
       std::lock_guard<std::mutex> lock(_mutex);
       if (_failed) return false;
+      _queuedBytes += piece.size();
+      _queue.push_back(std::move(piece));
+      _lastQueued = _lastQueued || last;
+      start = !_writing;
       _writing = true;
     }
-    post();
+    if (start) startWriter();
     std::unique_lock<std::mutex> lock(_mutex);
-    _written.wait(lock, [this] { return !_writing; });
+    _written.wait(lock, [this] { return _failed || _queuedBytes <= kMaxQueuedBytes; });
     return !_failed;
   }
   // Connection: answers in the worker's place when the worker has not
@@ -134,30 +145,47 @@ class Exchange {
     std::lock_guard<std::mutex> lock(_mutex);
     return _state == State::Claimed;
   }
-  // Connection: the piece handed over has been written (or not).
-  void pieceWritten(bool ok) {
+  // Connection: takes what is queued, to write it; last tells whether the
+  // response's final piece is among it.
+  std::vector<std::string> takeQueued(bool& last) {
     std::lock_guard<std::mutex> lock(_mutex);
-    _writing = false;
+    std::vector<std::string> pieces;
+    pieces.swap(_queue);
+    last = _lastQueued && _queue.empty();
+    return pieces;
+  }
+  // Connection: what it took has been written (ok) or not. True when more
+  // has queued meanwhile (the connection then takes and writes it); false
+  // when the connection stops writing until the next send().
+  bool written(std::size_t bytes, bool ok) {
+    std::lock_guard<std::mutex> lock(_mutex);
+    _queuedBytes -= bytes;
     if (!ok) _failed = true;
     _written.notify_all();
+    _writing = ok && !_queue.empty();
+    return _writing;
   }
   // Connection: it is gone; the worker's result goes nowhere.
   void fail() {
     std::lock_guard<std::mutex> lock(_mutex);
     if (_state == State::Waiting) _state = State::TakenOver;
     _failed = true;
-    _writing = false;
     _written.notify_all();
   }
 
  private:
   enum class State { Waiting, Claimed, TakenOver };
+  static constexpr std::size_t kMaxQueuedBytes = 256 * 1024;
+
   mutable std::mutex _mutex;
   std::condition_variable _written;
-  State _state = State::Waiting;  // guarded by _mutex
-  FailureWriter _failureWriter;   // guarded by _mutex
-  bool _writing = false;          // guarded by _mutex
-  bool _failed = false;           // guarded by _mutex
+  State _state = State::Waiting;    // guarded by _mutex
+  FailureWriter _failureWriter;     // guarded by _mutex
+  std::vector<std::string> _queue;  // pieces not yet taken; guarded by _mutex
+  std::size_t _queuedBytes = 0;     // queued or being written; guarded by _mutex
+  bool _lastQueued = false;         // guarded by _mutex
+  bool _writing = false;            // the connection writes or will; guarded by _mutex
+  bool _failed = false;             // guarded by _mutex
 };
 
 // What a worker needs of the request it serves.
@@ -244,13 +272,10 @@ class Session : public ConnectionControl, public std::enable_shared_from_this<Se
     });
   }
 
-  // Worker side: hands a piece of a streamed response to the connection.
-  static void postPiece(const std::shared_ptr<Session>& self, std::string bytes, bool last,
-                        const std::shared_ptr<Exchange>& exchange) {
-    asio::post(self->_stream.get_executor(),
-               [self, bytes = std::make_shared<std::string>(std::move(bytes)), last, exchange] {
-                 self->writePiece(bytes, last, exchange);
-               });
+  // Worker side: has the connection write what the exchange has queued.
+  static void postWriter(const std::shared_ptr<Session>& self,
+                         const std::shared_ptr<Exchange>& exchange) {
+    asio::post(self->_stream.get_executor(), [self, exchange] { self->writeQueued(exchange); });
   }
 
   // Worker side: hands a complete response to the connection.
@@ -595,7 +620,7 @@ class Session : public ConnectionControl, public std::enable_shared_from_this<Se
     }
 
     bool send(std::string piece, bool last) {
-      return _exchange->send([&] { postPiece(_session, std::move(piece), last, _exchange); });
+      return _exchange->send(std::move(piece), last, [this] { postWriter(_session, _exchange); });
     }
 
     const std::shared_ptr<Session> _session;
@@ -606,21 +631,33 @@ class Session : public ConnectionControl, public std::enable_shared_from_this<Se
     bool _begun = false;
   };
 
-  void writePiece(const std::shared_ptr<std::string>& bytes, bool last,
-                  const std::shared_ptr<Exchange>& exchange) {
+  // Writes what the exchange has queued, in one go, and goes on while more
+  // queues up meanwhile.
+  void writeQueued(const std::shared_ptr<Exchange>& exchange) {
+    bool last = false;
+    auto pieces = std::make_shared<std::vector<std::string>>(exchange->takeQueued(last));
+    std::size_t bytes = 0;
+    std::vector<asio::const_buffer> buffers;
+    buffers.reserve(pieces->size());
+    for (const std::string& piece : *pieces) {
+      bytes += piece.size();
+      buffers.emplace_back(asio::buffer(piece));
+    }
     if (_closed || exchange != _exchange) {
-      exchange->pieceWritten(false);
+      exchange->written(bytes, false);
       return;
     }
     _phase = Phase::Streaming;
     _deadline.cancel();
     lowest().expires_after(_env.limits.writeTimeout);
-    asio::async_write(_stream, asio::buffer(*bytes),
-                      [self = this->shared_from_this(), bytes, last, exchange](beast::error_code ec,
-                                                                               std::size_t) {
-                        exchange->pieceWritten(!ec && !self->_closed);
+    asio::async_write(_stream, buffers,
+                      [self = this->shared_from_this(), pieces, bytes, last, exchange](
+                          beast::error_code ec, std::size_t) {
+                        const bool ok = !ec && !self->_closed;
+                        const bool more = exchange->written(bytes, ok);
                         if (self->_closed) return;
                         if (ec) return self->closeNow();
+                        if (more) return self->writeQueued(exchange);
                         if (last) self->endResponse(self->_http10 || !self->_keepAlive);
                       });
   }

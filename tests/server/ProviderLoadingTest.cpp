@@ -99,7 +99,7 @@ TEST(ProviderLoaderTest, AProviderNotBuiltOnTheFrameworkDeclaresClassesThroughIt
   const std::unique_ptr<LoadedProvider> loaded =
       ProviderLoader::load(ProviderSpec{KEST_THROWING_PROVIDER, "root/cimv2"});
   const std::vector<DeclaredClass> classes = loaded->declaredClasses();
-  ASSERT_EQ(classes.size(), 12u);
+  ASSERT_EQ(classes.size(), 13u);
   EXPECT_EQ(classes[0].name, TOVString("Test_ErrNotSupported"));
   EXPECT_TRUE(classes[0].superClass.isNull());
   EXPECT_FALSE(classes[0].association);

@@ -265,10 +265,11 @@ TEST_F(HttpFrontEndTest, BasicAuthenticationIsRequiredWhenCredentialsAreSet) {
 
 TEST_F(HttpFrontEndTest, HttpsServesWbemcliWithAGeneratedCertificate) {
   TemporaryFolder folder;
-  const auto [certificate, key] = kest::server::testing::generateCertificate(folder);
+  const auto files = kest::server::testing::generateCertificate(folder);
+  const std::string& certificate = files.certificate;
   start([&](ServerSettings& settings) {
     settings.http.tlsCertificate = certificate;
-    settings.http.tlsKey = key;
+    settings.http.tlsKey = files.key;
   });
   EXPECT_EQ(_server->url(), "https://127.0.0.1:" + std::to_string(_port));
   const std::string address = "127.0.0.1:" + std::to_string(_port);

@@ -1,8 +1,6 @@
 #include "bench/load/FloodRun.h"
 
-#include <atomic>
 #include <chrono>
-#include <fstream>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -11,20 +9,11 @@
 #include <vector>
 
 #include "bench/load/CimMessages.h"
+#include "bench/load/ServerMonitor.h"
 
 namespace kest::load {
 
 namespace {
-
-// VmHWM of pid, in kB.
-std::optional<long> peakResidentKb(pid_t pid) {
-  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-  std::string line;
-  while (std::getline(status, line)) {
-    if (line.rfind("VmHWM:", 0) == 0) return std::stol(line.substr(6));
-  }
-  return std::nullopt;
-}
 
 // A POST of EnumerateInstances whose extra parameter is an array of short
 // values, about bodyBytes long.
@@ -56,7 +45,7 @@ FloodRun::FloodRun(FloodOptions options) : _options(std::move(options)) {}
 int FloodRun::run(std::ostream& out) {
   const std::string request = floodRequest(_options.endpoint, _options.bodyBytes);
   const std::optional<long> peakBefore =
-      _options.serverPid > 0 ? peakResidentKb(_options.serverPid) : std::nullopt;
+      _options.serverPid > 0 ? ServerMonitor::peakResidentKb(_options.serverPid) : std::nullopt;
   std::mutex mutex;
   std::map<std::string, unsigned int> answers;  // guarded by mutex
   std::vector<std::thread> senders;
@@ -91,7 +80,7 @@ int FloodRun::run(std::ostream& out) {
     if (answer.rfind("connection", 0) == 0) allAnswered = false;
   }
   if (_options.serverPid > 0) {
-    const std::optional<long> peakAfter = peakResidentKb(_options.serverPid);
+    const std::optional<long> peakAfter = ServerMonitor::peakResidentKb(_options.serverPid);
     if (peakBefore && peakAfter) {
       out << "  server peak resident memory (VmHWM): " << *peakBefore << " kB before, "
           << *peakAfter << " kB after\n";

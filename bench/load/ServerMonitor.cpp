@@ -3,12 +3,23 @@
 #include <algorithm>
 #include <cstdlib>
 #include <numeric>
+#include <string_view>
 
 namespace kest::load {
 
 namespace {
 
 constexpr const char* kRefreshLine = "SystemProvider: Polling";
+
+// The kB figure of a field of /proc/PID/status ("VmRSS:").
+std::optional<long> statusKb(pid_t pid, std::string_view field) {
+  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+  std::string line;
+  while (std::getline(status, line)) {
+    if (line.compare(0, field.size(), field) == 0) return std::atol(line.c_str() + field.size());
+  }
+  return std::nullopt;
+}
 
 }  // namespace
 
@@ -17,14 +28,9 @@ ServerMonitor::ServerMonitor(pid_t pid, std::string logFile)
 
 ServerMonitor::~ServerMonitor() { stop(); }
 
-std::optional<long> ServerMonitor::residentKb(pid_t pid) {
-  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-  std::string line;
-  while (std::getline(status, line)) {
-    if (line.compare(0, 6, "VmRSS:") == 0) return std::atol(line.c_str() + 6);
-  }
-  return std::nullopt;
-}
+std::optional<long> ServerMonitor::residentKb(pid_t pid) { return statusKb(pid, "VmRSS:"); }
+
+std::optional<long> ServerMonitor::peakResidentKb(pid_t pid) { return statusKb(pid, "VmHWM:"); }
 
 void ServerMonitor::start() {
   if (!_logFile.empty()) {

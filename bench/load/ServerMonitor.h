@@ -39,8 +39,10 @@ class ServerMonitor {
   // second, fewest and most in one second) for what was watched.
   void print(std::ostream& out) const;
 
-  // VmRSS of the process in kB; nothing when it cannot be read.
+  // VmRSS (now) and VmHWM (the peak so far) of the process in kB; nothing
+  // when it cannot be read.
   static std::optional<long> residentKb(pid_t pid);
+  static std::optional<long> peakResidentKb(pid_t pid);
 
  private:
   void run();

@@ -5,12 +5,14 @@
 
 #include "host/Ascii.h"
 #include "server/CimService.h"
+#include "server/xml/Text.h"
 
 namespace kest::server::http {
 
 namespace {
 
 namespace beast_http = boost::beast::http;
+using xml::trimmed;
 
 constexpr std::string_view kCimMapping = "http://www.dmtf.org/cim/mapping/http/v1.0";
 
@@ -23,12 +25,6 @@ RefusedHead refused(int status, std::string cimError, std::string detail) {
 }
 
 std::string_view view(boost::beast::string_view text) { return {text.data(), text.size()}; }
-
-std::string_view trimmed(std::string_view text) {
-  while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
-  while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
-  return text;
-}
 
 // The first header of a CIM header name (prefix + name) given more than
 // once with values that differ (after percent-decoding); empty when none.

@@ -151,7 +151,7 @@ class Exchange {
     std::lock_guard<std::mutex> lock(_mutex);
     std::vector<std::string> pieces;
     pieces.swap(_queue);
-    last = _lastQueued && _queue.empty();
+    last = _lastQueued;
     return pieces;
   }
   // Connection: what it took has been written (ok) or not. True when more

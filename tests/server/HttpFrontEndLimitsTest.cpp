@@ -94,6 +94,22 @@ TEST_F(HttpFrontEndLimitsTest, AHeaderThatDoesNotCompleteInTimeClosesTheConnecti
   EXPECT_TRUE(waitUntil([&] { return _capture.sink().count(logged) == 1; }));
 }
 
+TEST_F(HttpFrontEndLimitsTest, AHeaderTricklingInByteByByteIsClosedAtTheHeaderDeadline) {
+  start([](ServerSettings& settings) {
+    settings.http.idleTimeoutSeconds = 600;
+    settings.http.headerTimeoutSeconds = 1;
+  });
+  RawConnection slow(_port);
+  // A byte at least every 200 ms: a deadline that restarted with each byte
+  // would never pass. 100 bytes take 20 s at most.
+  bool closed = false;
+  for (int i = 0; i < 100 && !closed; ++i) {
+    slow.send(std::string(1, kUnfinishedHeader[i % kUnfinishedHeader.size()]));
+    closed = slow.closedByServer(200);
+  }
+  EXPECT_TRUE(closed);
+}
+
 TEST_F(HttpFrontEndLimitsTest, ABodyThatDoesNotCompleteInTimeClosesTheConnection) {
   start([](ServerSettings& settings) {
     settings.http.idleTimeoutSeconds = 600;
@@ -276,12 +292,11 @@ TEST_F(HttpFrontEndLimitsTest, ABodyOfTooManyNodesIsRefusedAndTheConnectionGoesO
   start([](ServerSettings& settings) { settings.maxXmlNodes = 10000; });
   std::string values;
   for (int i = 0; i < 6000; ++i) values += "<VALUE>p</VALUE>";
-  const std::string body =
-      kest::server::testing::intrinsicCall(
-          "EnumerateInstances",
-          kest::server::testing::parameter("ClassName", "<CLASSNAME NAME=\"Test_Foo\"/>") +
-              kest::server::testing::parameter("PropertyList", "<VALUE.ARRAY>" + values +
-                                                                   "</VALUE.ARRAY>"));
+  const std::string body = kest::server::testing::intrinsicCall(
+      "EnumerateInstances",
+      kest::server::testing::parameter("ClassName", "<CLASSNAME NAME=\"Test_Foo\"/>") +
+          kest::server::testing::parameter("PropertyList",
+                                           "<VALUE.ARRAY>" + values + "</VALUE.ARRAY>"));
   RawConnection connection(_port);
   connection.send(cimPost("EnumerateInstances", body));
   expectRefusal(connection.receive(), 400, "request-not-valid",

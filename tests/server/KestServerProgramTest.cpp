@@ -72,6 +72,18 @@ TEST(KestServerProgramTest, AProviderCallThatNeverReturnsFailsAtTheEndOfTheGrace
   EXPECT_TRUE(contains(server.errors(), "[3] ServerTestProvider: shutdown\n"));
 }
 
+TEST(KestServerProgramTest, AProviderThatNeverReturnsFromShutdownIsLoggedAndItExitsZero) {
+  ServerProcess server({KEST_SERVER_EXECUTABLE, "--port", "0", "--provider", KEST_TEST_PROVIDER,
+                        "--provider", KEST_THROWING_PROVIDER, "--shutdown-grace", "1"},
+                       {{"KEST_TEST_HANG_IN_SHUTDOWN", "1"}});
+  ASSERT_NE(server.port(), 0) << server.errors();
+  EXPECT_EQ(enumerateBars(server.port()), barNames(server.port()));
+  EXPECT_EQ(server.stop(SIGTERM), 0);
+  EXPECT_TRUE(contains(server.errors(),
+                       "a provider has not returned from shutdown within 1 s; stopping without it"))
+      << server.errors();
+}
+
 TEST(KestServerProgramTest, SigintStopsItTheSameWay) {
   ServerProcess server({KEST_SERVER_EXECUTABLE, "--port", "0", "--provider", KEST_TEST_PROVIDER});
   ASSERT_NE(server.port(), 0) << server.errors();

@@ -21,10 +21,13 @@
 //                         and to Test_Bar.Tag="none"
 //   Test_Stuck            EnumerateInstances never returns (for stopping a
 //                         server whose provider hangs, in another process)
+// With KEST_TEST_HANG_IN_SHUTDOWN set in its environment, shutdown() never
+// returns either.
 // Every other class throws an int too.
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
 #include <iosfwd>
 #include <mutex>
 #include <stdexcept>
@@ -252,7 +255,9 @@ class ThrowingProvider : public kest::IProvider {
   void startup() override {}
   void postStartup() override {}
   void postStartupIsComplete() override {}
-  void shutdown() override {}
+  void shutdown() override {
+    if (std::getenv("KEST_TEST_HANG_IN_SHUTDOWN") != nullptr) hang();
+  }
   TOVString getVersion() override { return "1.0"; }
   void initialize(TOVSmrPtr<ITovaRepository>) override {}
   void setWorkArea(const TOVString&) override {}

@@ -4,7 +4,6 @@
 
 #include <arpa/inet.h>
 #include <dirent.h>
-#include <dlfcn.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -12,8 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <functional>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -25,7 +22,6 @@
 #include "tests/server/HttpTestSupport.h"
 #include "tests/server/ServerTestSupport.h"
 
-using kest::server::ProviderSpec;
 using kest::server::Server;
 using kest::server::ServerSettings;
 using kest::server::testing::cimPost;
@@ -41,11 +37,8 @@ using kest::server::testing::runProgram;
 using kest::server::testing::SlowEnumerationsHeld;
 using kest::server::testing::TemporaryFolder;
 
-namespace {
-
 using kest::server::testing::kNamesOfFoo;
-
-}  // namespace
+using kest::server::testing::kSlowEnumeration;
 
 TEST_F(HttpFrontEndTest, AWellFormedRequestIsAnsweredWithACimResponse) {
   start();
@@ -345,10 +338,7 @@ TEST_F(HttpFrontEndTest, StoppingLetsTheRequestInFlightFinishThenShutsDownThePro
   idle.send(cimPost("EnumerateInstanceNames", kNamesOfFoo));
   ASSERT_EQ(idle.receive().status, 200);
   RawConnection connection(_port);
-  connection.send(
-      cimPost("EnumerateInstances",
-              intrinsicCall("EnumerateInstances",
-                            parameter("ClassName", "<CLASSNAME NAME=\"Test_Slow\"/>"))));
+  connection.send(kSlowEnumeration);
   ASSERT_TRUE(held.awaitStart());
   std::thread stopper([this] { _server->stop(); });
   // The request is still in the provider while the server stops.

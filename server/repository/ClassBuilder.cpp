@@ -169,8 +169,11 @@ class ClassBuilder {
 
   std::vector<ResolvedQualifier> resolveQualifiers(const std::vector<QualifierSyntax>& syntaxes);
   void checkScopes(const std::vector<ResolvedQualifier>& qualifiers, ElementKind kind);
-  QualifierList merge(const QualifierList* inherited, bool classLevel,
-                      const std::vector<ResolvedQualifier>& local, const std::string& what);
+  QualifierList merge(const QualifierList* inherited, const std::vector<ResolvedQualifier>& local,
+                      const std::string& what);
+  // A class whose superclass is not an association (an indication) cannot
+  // become one: the kind of a class is fixed where its hierarchy starts.
+  void checkKindKeptFromSuperclass(const std::vector<ResolvedQualifier>& local);
   // The element named by an Override qualifier among qualifiers, checked
   // against the element's name; false when there is none.
   bool checkOverrideQualifier(const std::vector<ResolvedQualifier>& qualifiers,
@@ -259,33 +262,23 @@ void ClassBuilder::checkScopes(const std::vector<ResolvedQualifier>& qualifiers,
 }
 
 // The inherited qualifiers that propagate, overridden by the local ones. A
-// DisableOverride qualifier keeps the value it inherits. On a class
-// (classLevel) one that the superclass lacks keeps its declared default too,
-// so that a subclass of an ordinary class cannot become an association or an
-// indication; an overriding property, method or parameter may add one (a new
-// key is refused by the key rule instead).
-QualifierList ClassBuilder::merge(const QualifierList* inherited, bool classLevel,
+// DisableOverride qualifier keeps the value it inherits. Only values that
+// reach the element restrict it: a qualifier that no superclass element
+// carries (not given there, or Restricted) may be given any value, whatever
+// its declaration's default and flavor.
+QualifierList ClassBuilder::merge(const QualifierList* inherited,
                                   const std::vector<ResolvedQualifier>& local,
                                   const std::string& what) {
   QualifierList result = inherited != nullptr ? propagate(*inherited) : QualifierList();
   for (const ResolvedQualifier& resolved : local) {
     const Qualifier& qualifier = resolved.qualifier;
-    const std::string refused = "qualifier " + quoted(qualifier.name) + " of " + what +
-                                " cannot change the value it inherits: it is DisableOverride";
     if (Qualifier* old = findNamed(result.items(), qualifier.name)) {
-      if (!old->flavor.overridable && !sameValue(old->value, qualifier.value))
-        error(resolved.location, refused);
+      if (!old->flavor.overridable && !sameValue(old->value, qualifier.value)) {
+        error(resolved.location, "qualifier " + quoted(qualifier.name) + " of " + what +
+                                     " cannot change the value it inherits: it is DisableOverride");
+      }
       *old = qualifier;
       continue;
-    }
-    if (classLevel && inherited != nullptr && !resolved.declaredFlavor.overridable &&
-        resolved.declaredFlavor.toSubclass) {
-      TOVSmrPtr<ITovaValue> fallback = resolved.declaredDefault;
-      if ((!fallback || fallback->isNullValue()) && qualifier.type.code == CimTypeCode::Boolean &&
-          !qualifier.type.isArray) {
-        fallback = TOVSmrPtr<ITovaValue>(new CTovaValue(false));
-      }
-      if (!sameValue(fallback, qualifier.value)) error(resolved.location, refused);
     }
     result.items().push_back(qualifier);
   }
@@ -411,7 +404,7 @@ void ClassBuilder::addProperty(const FeatureSyntax& syntax) {
   if (inherited != nullptr) {
     if (!hasOverride) warnUnmarkedOverride(syntax.location, what, inherited->classOrigin);
     checkOverriddenType(inherited->type, syntax, what);
-    property.qualifiers = merge(&inherited->qualifiers, false, qualifiers, what);
+    property.qualifiers = merge(&inherited->qualifiers, qualifiers, what);
     property.defaultValue = syntax.defaultValue
                                 ? defaultValue(syntax.defaultValue, property.type, what)
                                 : inherited->defaultValue;
@@ -420,7 +413,7 @@ void ClassBuilder::addProperty(const FeatureSyntax& syntax) {
       error(syntax.location, what + " overrides nothing: no superclass of " + quoted(_class->name) +
                                  " has a property " + quoted(syntax.name));
     }
-    property.qualifiers = merge(nullptr, false, qualifiers, what);
+    property.qualifiers = merge(nullptr, qualifiers, what);
     property.defaultValue = defaultValue(syntax.defaultValue, property.type, what);
   }
   property.key = property.qualifiers.booleanValue("Key", false);
@@ -453,7 +446,7 @@ Parameter ClassBuilder::buildParameter(const FeatureSyntax& syntax, const Parame
     _context.requireClass(_nameSpace, parameter.type.referenceClass, syntax.type.location, what);
   }
   parameter.qualifiers =
-      merge(inherited != nullptr ? &inherited->qualifiers : nullptr, false, qualifiers, what);
+      merge(inherited != nullptr ? &inherited->qualifiers : nullptr, qualifiers, what);
   parameter.defaultValue = defaultValue(syntax.defaultValue, parameter.type, what);
   parameter.in = parameter.qualifiers.booleanValue("In", true);
   parameter.out = parameter.qualifiers.booleanValue("Out", false);
@@ -503,7 +496,7 @@ void ClassBuilder::addMethod(const MethodSyntax& syntax) {
   }
   Method* target = findNamed(_class->methods, name);
   method.qualifiers =
-      merge(inherited != nullptr ? &inherited->qualifiers : nullptr, false, qualifiers, what);
+      merge(inherited != nullptr ? &inherited->qualifiers : nullptr, qualifiers, what);
   for (std::size_t i = 0; i < syntax.parameters.size(); ++i) {
     const FeatureSyntax& parameter = syntax.parameters[i];
     if (method.findParameter(TOVString(parameter.name)) != nullptr) {
@@ -519,6 +512,21 @@ void ClassBuilder::addMethod(const MethodSyntax& syntax) {
   } else {
     _class->methods.push_back(std::move(method));
   }
+}
+
+void ClassBuilder::checkKindKeptFromSuperclass(const std::vector<ResolvedQualifier>& local) {
+  if (!_superClass) return;
+  const auto check = [&](const char* qualifierName, bool becomes, bool was, const char* kind) {
+    if (!becomes || was) return;
+    SourceLocation location = _syntax.location;
+    for (const ResolvedQualifier& resolved : local) {
+      if (sameName(resolved.qualifier.name, qualifierName)) location = resolved.location;
+    }
+    error(location, "class " + quoted(_syntax.name) + " cannot be " + kind +
+                        ": its superclass " + quoted(_superClass->name) + " is not");
+  };
+  check("Association", _class->association, _superClass->association, "an association");
+  check("Indication", _class->indication, _superClass->indication, "an indication");
 }
 
 void ClassBuilder::checkNameClashes() {
@@ -554,12 +562,13 @@ std::shared_ptr<ClassDefinition> ClassBuilder::build() {
   const std::string what = "class " + quoted(_syntax.name);
   const std::vector<ResolvedQualifier> qualifiers = resolveQualifiers(_syntax.qualifiers);
   _class->qualifiers =
-      merge(_superClass ? &_superClass->qualifiers : nullptr, true, qualifiers, what);
+      merge(_superClass ? &_superClass->qualifiers : nullptr, qualifiers, what);
   _class->association = _class->qualifiers.booleanValue("Association", false) ||
                         (_superClass && _superClass->association);
   _class->indication = _class->qualifiers.booleanValue("Indication", false) ||
                        (_superClass && _superClass->indication);
   _class->abstract = _class->qualifiers.booleanValue("Abstract", false);
+  checkKindKeptFromSuperclass(qualifiers);
   checkScopes(qualifiers, _class->association  ? ElementKind::Association
                           : _class->indication ? ElementKind::Indication
                                                : ElementKind::Class);

@@ -264,13 +264,9 @@ TEST(ClassResolutionTest, ClassChecksAreCompileErrors) {
         "it "
         "inherits: it is DisableOverride"}},
       {"class A {};\n[Indication] class B : A {};",
-       {"test.mof:2:2: qualifier 'Indication' of class 'B' cannot change the value it inherits: it "
-        "is "
-        "DisableOverride"}},
+       {"test.mof:2:2: class 'B' cannot be an indication: its superclass 'A' is not"}},
       {"class A {};\n[Association] class B : A {};",
-       {"test.mof:2:2: qualifier 'Association' of class 'B' cannot change the value it inherits: "
-        "it is "
-        "DisableOverride"}},
+       {"test.mof:2:2: class 'B' cannot be an association: its superclass 'A' is not"}},
       {"class A { [Key] string K[]; };", {"test.mof:1:24: key property 'A.K' cannot be an array"}},
       {"class X {};\n[Association] class A { [Key] X REF Only; };",
        {"test.mof:2:21: association 'A' must have at least two references"}},
@@ -289,6 +285,29 @@ TEST(ClassResolutionTest, KeysMayBeRestatedInSubclasses) {
   EXPECT_TRUE(compiled.result.succeeded()) << compiled.messages()[0];
   EXPECT_TRUE(compiled.cls("B")->findProperty("K")->key);
   EXPECT_EQ(compiled.cls("D")->keyNames(), std::vector<TOVString>{"K"});
+}
+
+TEST(ClassResolutionTest, SubclassesMayGiveDisableOverrideQualifiersNoSuperclassCarries) {
+  const Compiled compiled = compileMof(
+      "class X {};\n"
+      "[Association] class Link { [Key] X REF A; [Key] X REF B; };\n"
+      "[Aggregation] class Part : Link { [Override(\"A\"), Aggregate] X REF A; };\n"
+      "[Composition] class Whole : Part {};\n"
+      "[Composition(false)] class Loose : Link {};");
+  ASSERT_TRUE(compiled.result.succeeded()) << compiled.messages()[0];
+  EXPECT_FALSE(compiled.cls("Link")->qualifiers.find("Composition"));
+  EXPECT_TRUE(compiled.cls("Part")->qualifiers.booleanValue("Aggregation", false));
+  EXPECT_TRUE(compiled.cls("Whole")->qualifiers.booleanValue("Composition", false));
+  EXPECT_TRUE(compiled.cls("Whole")->qualifiers.find("Aggregation")->propagated);
+  EXPECT_FALSE(compiled.cls("Loose")->qualifiers.booleanValue("Composition", true));
+}
+
+TEST(ClassResolutionTest, QualifiersGivenOnASuperclassKeepTheirValueBelowIt) {
+  EXPECT_EQ(diagnosticsOf("class X {};\n"
+                          "[Association, Composition] class Link { [Key] X REF A; [Key] X REF B; };\n"
+                          "class Mid : Link {};\n[Composition(false)] class Leaf : Mid {};"),
+            std::vector<std::string>{"test.mof:4:2: qualifier 'Composition' of class 'Leaf' cannot "
+                                     "change the value it inherits: it is DisableOverride"});
 }
 
 TEST(ClassResolutionTest, OverridesMayAddDisableOverrideQualifiersTheyDidNotInherit) {

@@ -104,6 +104,11 @@ class ForwardingContext : public IProviderContext {
     _dispatch->deliverOrQueue(
         [target, indication] { target->deliverLegacyIndication(indication); });
   }
+  // Not an indication: nothing to hold back.
+  const kest::ServerDescription* getServerDescription() const override {
+    const TOVSmrPtr<IProviderContext> target = _dispatch->target();
+    return target ? target->getServerDescription() : nullptr;
+  }
 
  private:
   std::shared_ptr<D> _dispatch;

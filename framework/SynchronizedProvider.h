@@ -40,7 +40,8 @@ namespace kest::pf {
 // go straight through, and their failures propagate as in Provider.
 //
 // To make this work, getProviderContext() returns a forwarding context
-// (null while no context is set), and observers registered for
+// (null while no context is set; it hands out the host's server description
+// as it is), and observers registered for
 // IndicationChange are stored on instances as forwarding subscribers, one
 // per subscriber (kept while a registration may still be live, at most until
 // the provider is destroyed); register and deregister the same subscriber

@@ -24,6 +24,7 @@
 #include "host/ProviderContext.h"
 #include "host/Repository.h"
 #include "host/Semaphore.h"
+#include "host/ServerDescription.h"
 #include "host/SmartPointer.h"
 #include "host/String.h"
 #include "host/Thread.h"

@@ -39,6 +39,7 @@ TOVHTTPResponse::~TOVHTTPResponse() = default;
 namespace kest {
 
 IProviderContext::~IProviderContext() = default;
+const ServerDescription* IProviderContext::getServerDescription() const { return nullptr; }
 IProvider::~IProvider() = default;
 
 void IProvider::processHTTPRequest(TOVGenericHTTPIStream&, TOVGenericHTTPOStream&, TOVHTTPRequest&,

@@ -2,6 +2,7 @@
 
 #include "host/Indication.h"
 #include "host/Object.h"
+#include "host/ServerDescription.h"
 #include "host/SmartPointer.h"
 #include "host/String.h"
 
@@ -18,6 +19,10 @@ class IProviderContext {
                                  const TOVSmrPtr<ITovaObject>& indication) = 0;
   // Delivers a native indication to the host's legacy listeners.
   virtual void deliverLegacyIndication(const TOVSmrPtr<ITovaIndication>& indication) = 0;
+  // What the host tells its providers about itself; null (the default) when
+  // the host describes nothing. The description does not change once a
+  // provider has started; the host keeps it alive while the provider runs.
+  virtual const ServerDescription* getServerDescription() const;
 };
 
 }  // namespace kest

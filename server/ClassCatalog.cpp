@@ -52,6 +52,15 @@ std::vector<std::string> ClassCatalog::compileMofText(const std::string& sourceN
   return warningsOf(compiler.compileText(sourceName, text));
 }
 
+std::vector<std::string> ClassCatalog::compileSchema(const std::string& sourceName,
+                                                     std::string_view text,
+                                                     const TOVString& nameSpace) {
+  kest::repository::CompileOptions options;
+  options.defaultNameSpace = nameSpace;
+  kest::repository::MofCompiler compiler(_repository, options);
+  return warningsOf(compiler.compileText(sourceName, text));
+}
+
 void ClassCatalog::declare(const TOVString& nameSpace, const TOVString& className,
                            const TOVString& superClass, bool association) {
   _repository.declareClass(resolved(nameSpace), className, superClass, association);

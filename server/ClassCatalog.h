@@ -52,6 +52,12 @@ class ClassCatalog {
   // The same for MOF text, read as a file named sourceName.
   std::vector<std::string> compileMofText(const std::string& sourceName, std::string_view text);
 
+  // Compiles the server's own schema text into nameSpace, as built-in
+  // classes: a later compilation may replace them (see
+  // kest::repository::CompileOptions::builtIn). Returns and throws as
+  // compileMof.
+  std::vector<std::string> compileSchema(const std::string& sourceName, std::string_view text,
+                                         const TOVString& nameSpace);
   // What a provider declares: a class it serves.
   void declare(const TOVString& nameSpace, const TOVString& className, const TOVString& superClass,
                bool association);

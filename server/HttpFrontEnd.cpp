@@ -174,6 +174,8 @@ class HttpFrontEnd::Impl {
   std::optional<asio::ssl::context> tls;
   std::atomic<bool> stopping{false};
   bool started = false;
+  // The port bound to; 0 until bind() has succeeded.
+  int port = 0;
   asio::io_context io;
   std::optional<asio::executor_work_guard<asio::io_context::executor_type>> work;
   tcp::acceptor acceptor;
@@ -187,12 +189,19 @@ HttpFrontEnd::HttpFrontEnd(HttpSettings settings, const CimService& service)
 
 HttpFrontEnd::~HttpFrontEnd() { stop(std::chrono::milliseconds(0)); }
 
+int HttpFrontEnd::bind() {
+  Impl& impl = *_impl;
+  if (impl.port != 0) return impl.port;
+  impl.loadTls();
+  impl.port = impl.listen();
+  return impl.port;
+}
+
 int HttpFrontEnd::start() {
   Impl& impl = *_impl;
   if (impl.started) throw std::runtime_error("the HTTP front end is already running");
   std::signal(SIGPIPE, SIG_IGN);
-  impl.loadTls();
-  const int port = impl.listen();
+  const int port = bind();
   impl.work.emplace(impl.io.get_executor());
   impl.accept();
   for (std::size_t i = ioThreadCount(impl.settings); i > 0; --i) {

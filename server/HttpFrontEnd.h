@@ -77,9 +77,15 @@ class HttpFrontEnd {
   HttpFrontEnd(const HttpFrontEnd&) = delete;
   HttpFrontEnd& operator=(const HttpFrontEnd&) = delete;
 
-  // Loads the TLS files, binds and starts accepting connections; returns the
-  // port listened on. Throws std::runtime_error with the reason when it
-  // cannot.
+  // Loads the TLS files and binds the listening socket without accepting
+  // yet (connections wait in the backlog), so that the port is known before
+  // the server's providers start; returns the port. Once it has succeeded,
+  // later calls return the same port. Throws std::runtime_error with the
+  // reason when it cannot.
+  int bind();
+  // Binds (when bind() has not run) and starts accepting connections;
+  // returns the port listened on. Throws std::runtime_error with the reason
+  // when it cannot.
   int start();
   // Stops accepting connections and closes the idle ones; lets the requests
   // in flight finish for up to grace, then answers those still waiting for

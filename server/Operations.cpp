@@ -194,4 +194,38 @@ const OperationDescriptor& describe(CimOperation operation) {
 
 bool isStreamed(CimOperation operation) { return describe(operation).streamed; }
 
+std::vector<TOVString> supportedFunctionalProfiles() {
+  struct Profile {
+    const char* name;
+    std::vector<std::string_view> operations;
+  };
+  static const std::vector<Profile> kProfiles = {
+      {"Basic Read",
+       {"GetClass", "EnumerateClasses", "EnumerateClassNames", "GetInstance", "EnumerateInstances",
+        "EnumerateInstanceNames", "GetProperty"}},
+      {"Basic Write", {"SetProperty"}},
+      {"Schema Manipulation", {"CreateClass", "ModifyClass", "DeleteClass"}},
+      {"Instance Manipulation", {"CreateInstance", "ModifyInstance", "DeleteInstance"}},
+      {"Association Traversal", {"Associators", "AssociatorNames", "References", "ReferenceNames"}},
+      {"Query Execution", {"ExecQuery"}},
+      {"Qualifier Declaration",
+       {"GetQualifier", "SetQualifier", "DeleteQualifier", "EnumerateQualifiers"}},
+      {"Pulled Read",
+       {"OpenEnumerateInstances", "OpenEnumerateInstancePaths", "OpenAssociatorInstances",
+        "OpenAssociatorInstancePaths", "OpenReferenceInstances", "OpenReferenceInstancePaths",
+        "PullInstancesWithPath", "PullInstancePaths", "CloseEnumeration"}},
+      {"Pulled Query Execution", {"OpenQueryInstances", "PullInstances"}},
+  };
+  std::vector<TOVString> supported;
+  for (const Profile& profile : kProfiles) {
+    bool all = true;
+    for (std::string_view operation : profile.operations) {
+      const OperationDescriptor* descriptor = findOperation(operation);
+      all = all && descriptor != nullptr && descriptor->run != nullptr;
+    }
+    if (all) supported.emplace_back(profile.name);
+  }
+  return supported;
+}
+
 }  // namespace kest::server

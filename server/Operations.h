@@ -137,4 +137,10 @@ const OperationDescriptor* findOperation(std::string_view intrinsicName);
 // has none (not an enumerator of CimOperation).
 const OperationDescriptor& describe(CimOperation operation);
 
+// The DSP0200 functional profiles ("Basic Read", "Association Traversal",
+// ...) whose every operation the table has a handler for, in the order
+// DSP0200 lists them. Indications are not among them: delivering them is not
+// an operation of this table.
+std::vector<TOVString> supportedFunctionalProfiles();
+
 }  // namespace kest::server

@@ -38,7 +38,7 @@ std::string ProviderSet::routeKey(const TOVString& nameSpace, const TOVString& c
 
 void ProviderSet::start(const std::vector<ProviderSpec>& specs,
                         const TOVSmrPtr<ITovaRepository>& repository, const TOVString& workArea,
-                        ClassCatalog& catalog) {
+                        ClassCatalog& catalog, const kest::ServerDescription* description) {
   try {
     for (const ProviderSpec& spec : specs) {
       _providers.push_back(ProviderLoader::load(spec));
@@ -48,7 +48,7 @@ void ProviderSet::start(const std::vector<ProviderSpec>& specs,
       run(loaded, "setWorkArea", [&] { provider.setWorkArea(workArea); });
       run(loaded, "setProviderContext", [&] {
         provider.setProviderContext(TOVSmrPtr<kest::IProviderContext>(
-            new ServerProviderContext(provider.getProviderName(), loaded.nameSpace())));
+            new ServerProviderContext(provider.getProviderName(), loaded.nameSpace(), description)));
       });
       run(loaded, "startup", [&] { provider.startup(); });
       ++_started;

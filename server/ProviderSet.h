@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/Repository.h"
+#include "host/ServerDescription.h"
 #include "host/SmartPointer.h"
 #include "host/String.h"
 #include "server/ClassCatalog.h"
@@ -20,7 +21,8 @@ namespace kest::server {
 //   1. for each provider, in the order given: load the library and create the
 //      provider (or take the in-process object it was handed; see
 //      ProviderLoader), then initialize(repository), setWorkArea(workArea),
-//      setProviderContext(a ServerProviderContext for it), startup();
+//      setProviderContext(a ServerProviderContext for it, which hands out
+//      description when given: it must outlive the set), startup();
 //   2. for each provider: postStartup();
 //   3. read each provider's classes (LoadedProvider::declaredClasses) into
 //      the class catalog and the routing table, under the provider's
@@ -47,7 +49,8 @@ class ProviderSet {
   ProviderSet& operator=(const ProviderSet&) = delete;
 
   void start(const std::vector<ProviderSpec>& specs, const TOVSmrPtr<ITovaRepository>& repository,
-             const TOVString& workArea, ClassCatalog& catalog);
+             const TOVString& workArea, ClassCatalog& catalog,
+             const kest::ServerDescription* description = nullptr);
   void shutdown();
 
   // The provider that declares className in nameSpace (both in any case);

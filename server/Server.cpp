@@ -5,8 +5,12 @@
 #include <stdexcept>
 #include <utility>
 
+#include <unistd.h>
+
 #include "server/CimService.h"
 #include "server/Dispatcher.h"
+#include "server/InteropSchema.h"
+#include "server/Operations.h"
 #include "server/Logging.h"
 #include "server/ProviderSet.h"
 #include "server/RequestParser.h"
@@ -16,6 +20,12 @@ namespace kest::server {
 namespace {
 
 const ServerLog kLog("kest::server::Server");
+
+TOVString hostName() {
+  char name[256] = {};
+  if (::gethostname(name, sizeof(name) - 1) != 0 || name[0] == '\0') return "localhost";
+  return TOVString(name);
+}
 
 }  // namespace
 
@@ -29,6 +39,7 @@ struct Server::Parts {
         frontEnd(settings.http, service) {}
 
   ClassCatalog catalog;
+  kest::ServerDescription description;
   ProviderSet providers;
   RequestParser parser;
   Dispatcher dispatcher;
@@ -37,7 +48,10 @@ struct Server::Parts {
 };
 
 Server::Server(ServerSettings settings)
-    : _settings(std::move(settings)), _parts(std::make_unique<Parts>(_settings)) {}
+    : _settings(std::move(settings)), _parts(std::make_unique<Parts>(_settings)) {
+  const TOVString interop = interopNameSpaceOf(_settings.nameSpaces);
+  if (!interop.isNull()) _parts->catalog.compileSchema(kInteropSchemaName, interopSchemaText(), interop);
+}
 
 Server::~Server() {
   stop();
@@ -45,6 +59,25 @@ Server::~Server() {
 }
 
 ClassCatalog& Server::catalog() { return _parts->catalog; }
+
+const kest::ServerDescription& Server::description() const { return _parts->description; }
+
+void Server::describe(int port) {
+  kest::ServerDescription& description = _parts->description;
+  description.productName = "kest-server";
+  description.productVersion = KEST_SERVER_VERSION;
+  description.vendor = "kest";
+  description.protocolVersion = "1.4";
+  description.cimXmlVersion = "2.4";
+  description.systemName = hostName();
+  description.systemCreationClassName = "CIM_ComputerSystem";
+  description.interopNameSpace = interopNameSpaceOf(_settings.nameSpaces);
+  description.nameSpaces = _settings.nameSpaces;
+  description.endpoints = {kest::ServerEndpoint{_parts->frontEnd.scheme(),
+                                                TOVString(_settings.http.address), port}};
+  description.basicAuthentication = !_settings.http.user.empty();
+  description.functionalProfiles = supportedFunctionalProfiles();
+}
 
 int Server::start() {
   if (_settings.nameSpaces.empty()) throw std::runtime_error("the server serves no namespace");
@@ -61,8 +94,13 @@ int Server::start() {
       kLog.warning(warning);
     }
   }
+  describe(_parts->frontEnd.bind());
+  const TOVString& interop = _parts->description.interopNameSpace;
+  if (!_settings.interopProvider.empty() && !interop.isNull()) {
+    providers.push_back(ProviderSpec{_settings.interopProvider, interop});
+  }
   _parts->providers.start(providers, _parts->catalog.repository(), TOVString(_settings.workArea),
-                          _parts->catalog);
+                          _parts->catalog, &_parts->description);
   try {
     _port = _parts->frontEnd.start();
   } catch (...) {

@@ -6,6 +6,7 @@
 #include <thread>
 #include <vector>
 
+#include "host/ServerDescription.h"
 #include "host/String.h"
 #include "server/ClassCatalog.h"
 #include "server/HttpFrontEnd.h"
@@ -25,6 +26,11 @@ struct ServerSettings {
   std::string defaultProvider;
   std::string defaultMof;
   std::vector<TOVString> nameSpaces{"root/cimv2", "root/interop"};
+  // The interop provider library, loaded into the interop namespace (the
+  // first of nameSpaces with a name clients look for: "interop",
+  // "root/interop" or "root/PG_InterOp"); empty for none: the namespace then
+  // has its classes but no instances.
+  std::string interopProvider;
   // MOF files compiled at start (one compilation, starting in the first
   // namespace): the full definitions of the classes they hold.
   std::vector<std::string> mofFiles;
@@ -42,9 +48,13 @@ struct ServerSettings {
 // Server: the embedded WBEM server: its class catalog, providers, request
 // handling and HTTP front end, started and stopped as one.
 //
-// start() compiles the MOF files into the class catalog, starts the
-// providers (see ProviderSet for the order of their lifecycle calls) and
-// then listens; if any of it fails nothing is left running and the error is
+// The constructor compiles the interop schema (server/InteropSchema.h) into
+// the interop namespace, as built-in classes. start() compiles the MOF files
+// into the class catalog, binds the listening socket, describes the server
+// (kest::ServerDescription: its version, namespaces, endpoints,
+// authentication and functional profiles) to the providers it then starts
+// (see ProviderSet for the order of their lifecycle calls; the interop
+// provider last) and then accepts connections; if any of it fails nothing is left running and the error is
 // thrown (ProviderError naming the provider's path and the reason, or
 // std::runtime_error, which lists the MOF diagnostics for MOF errors). MOF
 // warnings are logged at severity 2. stop() stops accepting connections, lets
@@ -70,6 +80,9 @@ class Server {
   Server& operator=(const Server&) = delete;
 
   ClassCatalog& catalog();
+  // What start() tells the providers about the server; complete once start()
+  // has bound its port.
+  const kest::ServerDescription& description() const;
   // Returns the port listened on.
   int start();
   // True when everything stopped within the grace period; false when a
@@ -81,6 +94,9 @@ class Server {
   std::string url() const;
 
  private:
+  // Fills the description in, for the port bound.
+  void describe(int port);
+
   struct Parts;
   ServerSettings _settings;
   std::unique_ptr<Parts> _parts;

@@ -84,6 +84,7 @@ void readServerConfiguration(const KESTConfigManager& config, ServerSettings& se
   if (readString(config, "Mof", list)) settings.mofFiles = splitList(list);
   readString(config, "DefaultProvider", settings.defaultProvider);
   readString(config, "DefaultProviderMof", settings.defaultMof);
+  readString(config, "InteropProvider", settings.interopProvider);
   readString(config, "User", settings.http.user);
   readString(config, "Password", settings.http.password);
   readString(config, "TlsCertificate", settings.http.tlsCertificate);

@@ -20,6 +20,8 @@ namespace kest::server {
 //   DefaultProvider  the provider library served when no provider is named,
 //                    "path[@namespace]" (see applyDefaultProvider);
 //   DefaultProviderMof  the MOF file of its classes;
+//   InteropProvider  the interop provider library (ServerSettings::
+//                    interopProvider); empty for none;
 //   User, Password   HTTP Basic credentials (no authentication without User);
 //   TlsCertificate, TlsKey   PEM files: serve HTTPS;
 //   MaxRequestSize   bytes of a request body;

@@ -16,8 +16,9 @@ TOVString orNone(const TOVString& text) { return text.isNull() ? kNone : text; }
 }  // namespace
 
 ServerProviderContext::ServerProviderContext(const TOVString& providerName,
-                                             const TOVString& nameSpace)
-    : _providerName(providerName), _nameSpace(nameSpace) {}
+                                             const TOVString& nameSpace,
+                                             const kest::ServerDescription* description)
+    : _providerName(providerName), _nameSpace(nameSpace), _description(description) {}
 
 void ServerProviderContext::deliverIndication(const TOVString& nameSpace,
                                               const TOVSmrPtr<ITovaObject>& indication) {

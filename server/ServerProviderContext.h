@@ -17,18 +17,23 @@ namespace kest::server {
 //   "Legacy indication <type> <class> <instance name> from <provider>"
 //     for native ones (the identity of the object they are about).
 // A missing part is written "(none)".
+// getServerDescription() returns the description it was made with (not
+// owned; it must outlive the context), or null.
 // Threads: safe for concurrent use (it keeps no state that changes).
 class ServerProviderContext : public kest::IProviderContext {
  public:
-  ServerProviderContext(const TOVString& providerName, const TOVString& nameSpace);
+  ServerProviderContext(const TOVString& providerName, const TOVString& nameSpace,
+                        const kest::ServerDescription* description = nullptr);
 
   void deliverIndication(const TOVString& nameSpace,
                          const TOVSmrPtr<ITovaObject>& indication) override;
   void deliverLegacyIndication(const TOVSmrPtr<ITovaIndication>& indication) override;
+  const kest::ServerDescription* getServerDescription() const override { return _description; }
 
  private:
   const TOVString _providerName;
   const TOVString _nameSpace;
+  const kest::ServerDescription* const _description;
 };
 
 }  // namespace kest::server

@@ -25,6 +25,7 @@ int checkMofFiles(const std::vector<std::string>& paths, std::ostream& out,
   for (const Diagnostic& diagnostic : result.diagnostics) out << diagnostic.toString() << '\n';
   out << counted(paths.size(), "file", "files")
       << " checked: " << counted(result.classCount, "class", "classes") << ", "
+      << counted(result.instanceCount, "instance", "instances") << ", "
       << counted(result.errorCount, "error", "errors") << ", "
       << counted(result.warningCount, "warning", "warnings") << '\n';
   return result.succeeded() ? 0 : 1;

@@ -199,6 +199,9 @@ class ClassBuilder {
   void checkOverriddenType(const DataType& inherited, const FeatureSyntax& syntax,
                            const std::string& what);
   void checkNameClashes();
+  // Errors when the class differs from the built-in class it replaces in its
+  // superclass or its keys.
+  void checkReplacement(const ClassDefinition& builtIn);
 
   BuildContext& _context;
   const TOVString _nameSpace;
@@ -522,8 +525,8 @@ void ClassBuilder::checkKindKeptFromSuperclass(const std::vector<ResolvedQualifi
     for (const ResolvedQualifier& resolved : local) {
       if (sameName(resolved.qualifier.name, qualifierName)) location = resolved.location;
     }
-    error(location, "class " + quoted(_syntax.name) + " cannot be " + kind +
-                        ": its superclass " + quoted(_superClass->name) + " is not");
+    error(location, "class " + quoted(_syntax.name) + " cannot be " + kind + ": its superclass " +
+                        quoted(_superClass->name) + " is not");
   };
   check("Association", _class->association, _superClass->association, "an association");
   check("Indication", _class->indication, _superClass->indication, "an indication");
@@ -541,8 +544,8 @@ void ClassBuilder::checkNameClashes() {
 
 std::shared_ptr<ClassDefinition> ClassBuilder::build() {
   const TOVString name(_syntax.name);
-  if (const std::shared_ptr<const ClassDefinition> existing =
-          _context.findClass(_nameSpace, name)) {
+  const std::shared_ptr<const ClassDefinition> existing = _context.findClass(_nameSpace, name);
+  if (existing && !_context.replaceable(_nameSpace, *existing)) {
     std::string message = "class " + quoted(_syntax.name) + " is already defined";
     if (existing->location.isKnown()) message += " at " + existing->location.toString();
     error(_syntax.location, message);
@@ -561,8 +564,7 @@ std::shared_ptr<ClassDefinition> ClassBuilder::build() {
   }
   const std::string what = "class " + quoted(_syntax.name);
   const std::vector<ResolvedQualifier> qualifiers = resolveQualifiers(_syntax.qualifiers);
-  _class->qualifiers =
-      merge(_superClass ? &_superClass->qualifiers : nullptr, qualifiers, what);
+  _class->qualifiers = merge(_superClass ? &_superClass->qualifiers : nullptr, qualifiers, what);
   _class->association = _class->qualifiers.booleanValue("Association", false) ||
                         (_superClass && _superClass->association);
   _class->indication = _class->qualifiers.booleanValue("Indication", false) ||
@@ -585,7 +587,51 @@ std::shared_ptr<ClassDefinition> ClassBuilder::build() {
             "association " + quoted(_syntax.name) + " must have at least two references");
   }
   _class->indexFeatures();
+  if (existing) checkReplacement(*existing);
   return _class;
+}
+
+std::string keyList(const std::vector<const Property*>& keys) {
+  if (keys.empty()) return "none";
+  std::string text;
+  for (const Property* key : keys) {
+    if (!text.empty()) text += ", ";
+    text += key->name.toStdString() + " (" + key->type.toMof().toStdString() + ")";
+  }
+  return text;
+}
+
+std::vector<const Property*> keysOf(const ClassDefinition& cls) {
+  std::vector<const Property*> keys;
+  for (const Property& property : cls.properties) {
+    if (property.key) keys.push_back(&property);
+  }
+  return keys;
+}
+
+void ClassBuilder::checkReplacement(const ClassDefinition& builtIn) {
+  const std::string prefix =
+      "class " + quoted(_syntax.name) + " conflicts with the built-in definition: ";
+  const auto superName = [](const TOVString& name) {
+    return name.isNull() ? std::string("none") : quoted(name);
+  };
+  if (!sameName(builtIn.superClassName, _class->superClassName) &&
+      !(builtIn.superClassName.isNull() && _class->superClassName.isNull())) {
+    error(_syntax.location, prefix + "superclass " + superName(_class->superClassName) +
+                                " instead of " + superName(builtIn.superClassName));
+    return;
+  }
+  const std::vector<const Property*> builtInKeys = keysOf(builtIn);
+  const std::vector<const Property*> keys = keysOf(*_class);
+  bool same = builtInKeys.size() == keys.size();
+  for (const Property* key : builtInKeys) {
+    const Property* own = _class->findProperty(key->name);
+    same = same && own != nullptr && own->key && own->type == key->type;
+  }
+  if (!same) {
+    error(_syntax.location,
+          prefix + "keys " + keyList(keys) + " instead of " + keyList(builtInKeys));
+  }
 }
 
 }  // namespace

@@ -25,6 +25,10 @@ class BuildContext {
   // The qualifier declaration in effect in nameSpace (declared, or built in).
   virtual std::optional<QualifierDeclaration> findQualifierDeclaration(
       const TOVString& nameSpace, const TOVString& name) const = 0;
+  // Whether existing, found by findClass, is a built-in class that a class
+  // of this compilation may replace (one already in the repository, not one
+  // of this compilation).
+  virtual bool replaceable(const TOVString& nameSpace, const ClassDefinition& existing) const = 0;
   virtual void report(Severity severity, const SourceLocation& location,
                       const std::string& message) = 0;
   // Records that className must be defined by the end of the compilation;
@@ -41,7 +45,11 @@ std::optional<QualifierDeclaration> buildQualifierDeclaration(
 // The resolved class, inheriting from its superclass (looked up in context).
 // Errors are reported to context; a class with errors is still returned
 // (built as far as possible) so that later classes can refer to it, except a
-// duplicate of an existing class, which gives null.
+// duplicate of an existing class, which gives null. A class of the name of a
+// replaceable built-in class (BuildContext::replaceable) is built when it
+// has the built-in class's superclass (ignoring case) and key properties
+// (names ignoring case, and types); otherwise that is an error naming the
+// difference.
 std::shared_ptr<ClassDefinition> buildClass(BuildContext& context, const TOVString& nameSpace,
                                             const ClassSyntax& syntax);
 
@@ -50,7 +58,6 @@ std::shared_ptr<ClassDefinition> buildClass(BuildContext& context, const TOVStri
 // inherit the Association qualifier gets it (TRUE, with its standard flavor).
 std::shared_ptr<ClassDefinition> declaredClass(const TOVString& className,
                                                const TOVString& superClassName,
-                                               const ClassDefinition* superClass,
-                                               bool association);
+                                               const ClassDefinition* superClass, bool association);
 
 }  // namespace kest::repository

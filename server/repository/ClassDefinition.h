@@ -206,7 +206,10 @@ struct ClassRequestOptions {
 //     superclass (ClassRepository::declareClass); such a class has no
 //     properties, methods or qualifiers of its own;
 //   association, indication, abstract: the effective Association, Indication
-//     and Abstract qualifier values.
+//     and Abstract qualifier values;
+//   builtIn: compiled as a built-in class (CompileOptions::builtIn), which a
+//     later compilation may replace by a class of the same name, superclass
+//     and keys.
 struct ClassDefinition {
   TOVString name;
   TOVString superClassName;
@@ -217,6 +220,7 @@ struct ClassDefinition {
   bool association = false;
   bool indication = false;
   bool abstract = false;
+  bool builtIn = false;
   SourceLocation location;
 
   // Lookups by name, ignoring case; null when absent. They use the index

@@ -238,11 +238,91 @@ std::vector<QualifierDeclaration> ClassRepository::qualifierDeclarations(
   return declarations;
 }
 
-std::optional<ClassRepository::Update::ClassEntry> ClassRepository::apply(const Update& update) {
+void ClassRepository::replaceClass(NameSpace& space, ClassPointer definition) {
+  const auto found = space.classIndex.find(definition->name.view());
+  space.classes[found->second] = std::move(definition);
+}
+
+void ClassRepository::addInstance(NameSpace& space, InstancePointer instance) {
+  const std::size_t position = space.instances.size();
+  space.instanceIndex.emplace(instance->name()->toString().toStdString(), position);
+  space.instancesByClass[instance->className().toStdString()].push_back(position);
+  ClassPointer cls = space.find(instance->className());
+  // A walk longer than the number of classes has met a superclass cycle.
+  for (std::size_t steps = 0; cls && steps <= space.classes.size(); ++steps) {
+    ++space.instancesBelow[cls->name.toStdString()];
+    if (cls->superClassName.isNull()) break;
+    cls = space.find(cls->superClassName);
+  }
+  space.instances.push_back(std::move(instance));
+}
+
+std::vector<InstancePointer> ClassRepository::instancesOf(const TOVString& nameSpace,
+                                                          const TOVString& className,
+                                                          bool deep) const {
+  std::shared_lock lock(_mutex);
+  std::vector<InstancePointer> result;
+  const NameSpace* space = findNameSpace(nameSpace);
+  if (space == nullptr) return result;
+  std::vector<std::size_t> positions;
+  const auto collect = [&](const TOVString& name) {
+    const auto own = space->instancesByClass.find(name.view());
+    if (own != space->instancesByClass.end())
+      positions.insert(positions.end(), own->second.begin(), own->second.end());
+  };
+  collect(className);
+  if (deep && space->instancesBelow.count(className.view()) != 0) {
+    std::vector<ClassPointer> below;
+    std::size_t budget = space->classes.size();
+    const auto children = space->children.find(className.view());
+    if (children != space->children.end()) walkTree(*space, children->second, true, budget, below);
+    for (const ClassPointer& cls : below) collect(cls->name);
+    std::sort(positions.begin(), positions.end());
+  }
+  result.reserve(positions.size());
+  for (const std::size_t position : positions) result.push_back(space->instances[position]);
+  return result;
+}
+
+InstancePointer ClassRepository::findInstance(const TOVString& nameSpace,
+                                              const ITovaInstanceName& name) const {
+  const std::string text = name.toString().toStdString();
+  std::shared_lock lock(_mutex);
+  const NameSpace* space = findNameSpace(nameSpace);
+  if (space == nullptr) return nullptr;
+  const auto found = space->instanceIndex.find(text);
+  return found == space->instanceIndex.end() ? nullptr : space->instances[found->second];
+}
+
+bool ClassRepository::hasInstances(const TOVString& nameSpace, const TOVString& className,
+                                   bool deep) const {
+  std::shared_lock lock(_mutex);
+  const NameSpace* space = findNameSpace(nameSpace);
+  if (space == nullptr) return false;
+  if (deep) return space->instancesBelow.count(className.view()) != 0;
+  return space->instancesByClass.count(className.view()) != 0;
+}
+
+std::size_t ClassRepository::instanceCount(const TOVString& nameSpace) const {
+  std::shared_lock lock(_mutex);
+  const NameSpace* space = findNameSpace(nameSpace);
+  return space != nullptr ? space->instances.size() : 0;
+}
+
+std::optional<ClassRepository::Conflict> ClassRepository::apply(const Update& update) {
   std::unique_lock lock(_mutex);
   for (const Update::ClassEntry& entry : update.classes) {
     const NameSpace* space = findNameSpace(entry.nameSpace);
-    if (space != nullptr && space->find(entry.definition->name)) return entry;
+    const ClassPointer existing = space != nullptr ? space->find(entry.definition->name) : nullptr;
+    if (existing && !(entry.replaces && existing->builtIn))
+      return Conflict{entry.nameSpace, entry.definition, nullptr};
+  }
+  for (const Update::InstanceEntry& entry : update.instances) {
+    const NameSpace* space = findNameSpace(entry.nameSpace);
+    if (space != nullptr &&
+        space->instanceIndex.count(entry.instance->name()->toString().toStdString()) != 0) {
+      return Conflict{entry.nameSpace, nullptr, entry.instance};
+    }
   }
   for (const TOVString& nameSpace : update.nameSpaces) nameSpaceFor(nameSpace);
   for (const Update::QualifierEntry& entry : update.qualifiers) {
@@ -255,8 +335,16 @@ std::optional<ClassRepository::Update::ClassEntry> ClassRepository::apply(const 
       space.qualifiers[position->second] = entry.declaration;
     }
   }
-  for (const Update::ClassEntry& entry : update.classes)
-    addClass(nameSpaceFor(entry.nameSpace), entry.definition);
+  for (const Update::ClassEntry& entry : update.classes) {
+    NameSpace& space = nameSpaceFor(entry.nameSpace);
+    if (entry.replaces && space.find(entry.definition->name)) {
+      replaceClass(space, entry.definition);
+    } else {
+      addClass(space, entry.definition);
+    }
+  }
+  for (const Update::InstanceEntry& entry : update.instances)
+    addInstance(nameSpaceFor(entry.nameSpace), entry.instance);
   return std::nullopt;
 }
 

@@ -12,15 +12,16 @@
 #include "host/Ascii.h"
 #include "host/String.h"
 #include "server/repository/ClassDefinition.h"
+#include "server/repository/CompiledInstance.h"
 
 namespace kest::repository {
 
 using ClassPointer = std::shared_ptr<const ClassDefinition>;
 
-// The classes and qualifier declarations that MOF compilations have added,
-// per namespace: what the server's class operations (GetClass,
+// The classes, qualifier declarations and instances that MOF compilations
+// have added, per namespace: what the server's class operations (GetClass,
 // EnumerateClasses, EnumerateClassNames), typed method calls and subclass
-// tests read.
+// tests read, and the instances declared in MOF.
 //
 // Namespaces and class names are matched ignoring ASCII case and keep the
 // spelling they were first given. Classes of a namespace are kept in the
@@ -30,7 +31,12 @@ using ClassPointer = std::shared_ptr<const ClassDefinition>;
 //
 // Classes come from MofCompiler (which adds the classes of a compilation all
 // at once, or none) and from declareClass (a class known only by name and
-// superclass, for classes that a provider serves without MOF).
+// superclass, for classes that a provider serves without MOF). A class
+// marked builtIn may be replaced in place by a later compilation (see
+// apply). Instances come with the classes of a compilation; like classes
+// they are immutable and shared (InstancePointer), kept in declaration
+// order, and each namespace holds at most one instance of a name (the
+// host's equality of instance names: their canonical text).
 //
 // Threads: every operation may be called from any thread; additions take an
 // exclusive lock, lookups a shared one. Nothing here throws except
@@ -102,25 +108,58 @@ class ClassRepository {
   // other ones, in declaration order.
   std::vector<QualifierDeclaration> qualifierDeclarations(const TOVString& nameSpace) const;
 
+  // The instances of className (any case) in nameSpace, and with deep those
+  // of its subclasses too, in declaration order. Empty when the namespace or
+  // the class is unknown or has none.
+  std::vector<InstancePointer> instancesOf(const TOVString& nameSpace, const TOVString& className,
+                                           bool deep) const;
+  // The instance of nameSpace whose name equals name (canonical text; the
+  // namespace path of name is not looked at); null when there is none. A
+  // hash lookup.
+  InstancePointer findInstance(const TOVString& nameSpace, const ITovaInstanceName& name) const;
+  // Whether instancesOf(nameSpace, className, deep) would be non-empty,
+  // without building it: a hash lookup.
+  bool hasInstances(const TOVString& nameSpace, const TOVString& className, bool deep) const;
+  std::size_t instanceCount(const TOVString& nameSpace) const;
+
   // What one compilation adds, in order.
+  //   ClassEntry::replaces: the class replaces a built-in class of the same
+  //     name (ClassDefinition::builtIn) in its place.
   struct Update {
     struct ClassEntry {
       TOVString nameSpace;
       ClassPointer definition;
+      bool replaces = false;
     };
     struct QualifierEntry {
       TOVString nameSpace;
       QualifierDeclaration declaration;
     };
+    struct InstanceEntry {
+      TOVString nameSpace;
+      InstancePointer instance;
+    };
     std::vector<TOVString> nameSpaces;
     std::vector<QualifierEntry> qualifiers;
     std::vector<ClassEntry> classes;
+    std::vector<InstanceEntry> instances;
   };
-  // Adds everything in update, or nothing when one of its classes is already
-  // in the repository (added meanwhile by someone else); then returns that
-  // class. A qualifier declaration replaces the namespace's declaration of
-  // the same name. Used by MofCompiler.
-  std::optional<Update::ClassEntry> apply(const Update& update);
+  // Why apply refused an update: the class (definition) or the instance that
+  // is already there, with its namespace.
+  struct Conflict {
+    TOVString nameSpace;
+    ClassPointer definition;
+    InstancePointer instance;
+  };
+  // Adds everything in update, or nothing when something else got there
+  // first (someone else's compilation meanwhile): a class that is already
+  // in the repository and is not a built-in class that the entry replaces,
+  // or an instance whose name is already in its namespace; then returns
+  // what conflicts. A replacing class takes the built-in class's place: its
+  // position in definition order and in the subclass tree (its superclass
+  // is the same). A qualifier declaration replaces the namespace's
+  // declaration of the same name. Used by MofCompiler.
+  std::optional<Conflict> apply(const Update& update);
 
  private:
   // Keyed by names in any case, looked up without copying the name.
@@ -140,6 +179,14 @@ class ClassRepository {
     std::vector<QualifierDeclaration> qualifiers;
     // Lower-cased qualifier name -> position in qualifiers.
     std::unordered_map<std::string, std::size_t> qualifierIndex;
+    std::vector<InstancePointer> instances;
+    // Canonical instance name -> position in instances.
+    std::unordered_map<std::string, std::size_t> instanceIndex;
+    // Class name (any case) -> positions of its own instances, ascending.
+    NameIndex<std::vector<std::size_t>> instancesByClass;
+    // Class name (any case) -> how many instances the class and its
+    // subclasses have (only classes with some are present).
+    NameIndex<std::size_t> instancesBelow;
 
     ClassPointer find(const TOVString& className) const;
     bool isSubclass(const TOVString& className, const TOVString& superClassName) const;
@@ -149,6 +196,8 @@ class ClassRepository {
   const NameSpace* findNameSpace(const TOVString& nameSpace) const;
   NameSpace& nameSpaceFor(const TOVString& nameSpace);
   void addClass(NameSpace& space, ClassPointer definition);
+  void replaceClass(NameSpace& space, ClassPointer definition);
+  void addInstance(NameSpace& space, InstancePointer instance);
   void walkTree(const NameSpace& space, const std::vector<std::size_t>& level, bool deep,
                 std::size_t& budget, std::vector<ClassPointer>& out) const;
   std::vector<ClassPointer> selectClasses(const NameSpace& space, const TOVString& className,

@@ -11,6 +11,7 @@
 #include <unordered_map>
 
 #include "server/repository/ClassBuilder.h"
+#include "server/repository/InstanceBuilder.h"
 #include "server/repository/MofLexer.h"
 #include "server/repository/MofParser.h"
 #include "server/repository/Names.h"
@@ -45,7 +46,8 @@ bool isValidNameSpace(std::string_view name) {
 // the end), the include stack, the diagnostics.
 class Compilation : public BuildContext {
  public:
-  explicit Compilation(ClassRepository& repository) : _repository(repository) {}
+  Compilation(ClassRepository& repository, bool builtIn)
+      : _repository(repository), _builtIn(builtIn), _instances(*this, repository) {}
 
   void compileFile(const std::string& path, const SourceLocation* includedFrom,
                    const TOVString& nameSpace);
@@ -57,6 +59,7 @@ class Compilation : public BuildContext {
                                                    const TOVString& className) const override;
   std::optional<QualifierDeclaration> findQualifierDeclaration(
       const TOVString& nameSpace, const TOVString& name) const override;
+  bool replaceable(const TOVString& nameSpace, const ClassDefinition& existing) const override;
   void report(Severity severity, const SourceLocation& location,
               const std::string& message) override;
   void requireClass(const TOVString& nameSpace, const TOVString& className,
@@ -81,12 +84,15 @@ class Compilation : public BuildContext {
   void handle(const PragmaSyntax& pragma, const std::string& file, TOVString& nameSpace);
   void handle(const QualifierDeclarationSyntax& syntax, const TOVString& nameSpace);
   void handle(const ClassSyntax& syntax, const TOVString& nameSpace);
-  void handle(const InstanceSyntax& syntax);
+  void handle(const InstanceSyntax& syntax, const TOVString& nameSpace);
+  void handleLocale(const PragmaSyntax& pragma);
   Staged& staged(const TOVString& nameSpace);
   void readFailure(const std::string& path, const SourceLocation* includedFrom,
                    const std::string& reason);
 
   ClassRepository& _repository;
+  const bool _builtIn;
+  InstanceSet _instances;
   // Lower-cased namespace -> what this compilation adds to it.
   std::map<std::string, Staged> _staged;
   ClassRepository::Update _update;
@@ -121,6 +127,12 @@ std::optional<QualifierDeclaration> Compilation::findQualifierDeclaration(
     if (found != space->second.qualifiers.end()) return found->second;
   }
   return _repository.findQualifierDeclaration(nameSpace, name);
+}
+
+bool Compilation::replaceable(const TOVString& nameSpace, const ClassDefinition& existing) const {
+  if (!existing.builtIn) return false;
+  const auto space = _staged.find(foldName(nameSpace));
+  return space == _staged.end() || space->second.classes.count(foldName(existing.name)) == 0;
 }
 
 void Compilation::report(Severity severity, const SourceLocation& location,
@@ -182,7 +194,7 @@ void Compilation::compileSource(const std::string& name, const std::string& cano
       } else if (const auto* cls = std::get_if<ClassSyntax>(&*production)) {
         handle(*cls, current);
       } else {
-        handle(std::get<InstanceSyntax>(*production));
+        handle(std::get<InstanceSyntax>(*production), current);
       }
     }
   } catch (const MofSyntaxError& error) {
@@ -202,6 +214,13 @@ void Compilation::handle(const PragmaSyntax& pragma, const std::string& file,
       return;
     }
     nameSpace = TOVString(pragma.value);
+    return;
+  }
+  if (name == "locale" || name == "instancelocale") return handleLocale(pragma);
+  if (name == "source" || name == "sourcetype" || name == "nonlocal" || name == "nonlocaltype") {
+    report(Severity::Warning, pragma.location,
+           "pragma " + quoted(pragma.name) +
+               " is ignored: instances are served from this server only");
     return;
   }
   if (name != "include") {
@@ -233,6 +252,19 @@ void Compilation::handle(const PragmaSyntax& pragma, const std::string& file,
   compileFile(path, &pragma.location, nameSpace);
 }
 
+// Qualifier texts (descriptions, value names) are kept as written: only the
+// locale they are written in goes without a warning.
+void Compilation::handleLocale(const PragmaSyntax& pragma) {
+  std::string locale = foldName(TOVString(pragma.value));
+  for (char& c : locale) {
+    if (c == '-') c = '_';
+  }
+  if (locale == "en_us") return;
+  report(
+      Severity::Warning, pragma.valueLocation,
+      "qualifier texts are served as written; locale " + quoted(pragma.value) + " is not applied");
+}
+
 void Compilation::handle(const QualifierDeclarationSyntax& syntax, const TOVString& nameSpace) {
   std::optional<QualifierDeclaration> declaration = buildQualifierDeclaration(*this, syntax);
   if (!declaration) return;
@@ -255,18 +287,21 @@ void Compilation::handle(const QualifierDeclarationSyntax& syntax, const TOVStri
 void Compilation::handle(const ClassSyntax& syntax, const TOVString& nameSpace) {
   std::shared_ptr<ClassDefinition> cls = buildClass(*this, nameSpace, syntax);
   if (!cls) return;
+  cls->builtIn = _builtIn;
+  const bool replaces = _repository.findClass(nameSpace, cls->name) != nullptr;
   staged(nameSpace).classes.emplace(foldName(cls->name), cls);
-  _update.classes.push_back(ClassRepository::Update::ClassEntry{nameSpace, std::move(cls)});
+  _update.classes.push_back(
+      ClassRepository::Update::ClassEntry{nameSpace, std::move(cls), replaces});
 }
 
-void Compilation::handle(const InstanceSyntax& syntax) {
-  report(Severity::Warning, syntax.location,
-         "instance declarations are not supported; the instance of " + quoted(syntax.className) +
-             " is ignored");
+void Compilation::handle(const InstanceSyntax& syntax, const TOVString& nameSpace) {
+  staged(nameSpace);
+  _instances.add(nameSpace, syntax);
 }
 
 CompileResult Compilation::finish() {
   if (!_stopped) {
+    _update.instances = _instances.finish();
     for (const Required& required : _required) {
       if (!findClass(required.nameSpace, required.className)) {
         report(
@@ -277,11 +312,18 @@ CompileResult Compilation::finish() {
   }
   if (_result.errorCount == 0) {
     if (const auto conflict = _repository.apply(_update)) {
-      report(Severity::Error, conflict->definition->location,
-             "class " + quoted(conflict->definition->name.toStdString()) + " is already defined");
+      if (conflict->definition) {
+        report(Severity::Error, conflict->definition->location,
+               "class " + quoted(conflict->definition->name.toStdString()) + " is already defined");
+      } else {
+        report(Severity::Error, conflict->instance->location,
+               "an instance " + quoted(conflict->instance->name()->toString().toStdString()) +
+                   " is already in namespace " + quoted(conflict->nameSpace.toStdString()));
+      }
     } else {
       _result.classCount = _update.classes.size();
       _result.qualifierCount = _update.qualifiers.size();
+      _result.instanceCount = _update.instances.size();
     }
   }
   return std::move(_result);
@@ -308,7 +350,7 @@ MofCompiler::MofCompiler(ClassRepository& repository, CompileOptions options)
     : _repository(repository), _options(std::move(options)) {}
 
 CompileResult MofCompiler::compileFiles(const std::vector<std::string>& paths) {
-  Compilation compilation(_repository);
+  Compilation compilation(_repository, _options.builtIn);
   return guarded(compilation, [&] {
     for (const std::string& path : paths)
       compilation.compileFile(path, nullptr, _options.defaultNameSpace);
@@ -316,7 +358,7 @@ CompileResult MofCompiler::compileFiles(const std::vector<std::string>& paths) {
 }
 
 CompileResult MofCompiler::compileText(const std::string& sourceName, std::string_view text) {
-  Compilation compilation(_repository);
+  Compilation compilation(_repository, _options.builtIn);
   return guarded(compilation, [&] {
     std::error_code error;
     const std::string canonical =

@@ -14,18 +14,24 @@ namespace kest::repository {
 struct CompileOptions {
   // The namespace that each file given to the compiler starts in.
   TOVString defaultNameSpace = "root/cimv2";
+  // The classes compiled are built-in ones (ClassDefinition::builtIn): a
+  // later compilation may replace each by a class of the same name,
+  // superclass and keys.
+  bool builtIn = false;
 };
 
 // What one compilation found and did.
 //   diagnostics: every error and warning, in the order found;
-//   classCount, qualifierCount: the classes and qualifier declarations added
-//     to the repository (0 when there were errors: nothing is added then).
+//   classCount, qualifierCount, instanceCount: the classes (replacing ones
+//     included), qualifier declarations and instances added to the
+//     repository (0 when there were errors: nothing is added then).
 struct CompileResult {
   std::vector<Diagnostic> diagnostics;
   std::size_t errorCount = 0;
   std::size_t warningCount = 0;
   std::size_t classCount = 0;
   std::size_t qualifierCount = 0;
+  std::size_t instanceCount = 0;
 
   bool succeeded() const { return errorCount == 0; }
 };
@@ -36,10 +42,32 @@ struct CompileResult {
 // class declarations with superclass and qualifiers, properties of every CIM
 // type (and "object") with fixed or variable arrays and default values,
 // references (REF), methods with scalar, array, reference and reference-array
-// parameters, "#pragma include" (relative to the including file) and
-// "#pragma namespace", both comment forms. Instance declarations are skipped
-// with a warning, as are other pragmas. Files are UTF-8 (a byte order mark
-// is allowed) or UTF-16 with a byte order mark.
+// parameters, instance declarations (below), both comment forms, and the
+// pragmas: "include" (relative to the including file) and "namespace";
+// "locale" and "instancelocale", accepted silently for en_US (any case, "-"
+// or "_") and with a warning otherwise (qualifier texts are served as
+// written); "source", "sourcetype", "nonlocal" and "nonlocaltype" with a
+// warning that they are ignored; any other pragma with a warning. Files are
+// UTF-8 (a byte order mark is allowed) or UTF-16 with a byte order mark.
+//
+// Instances: "[qualifiers] instance of Class [as $Alias] { Name = value; ...
+// };" builds an instance of Class in the namespace current at that point
+// (CompiledInstance, added to the repository with the classes). Values are
+// constants and arrays as for default values, NULL, aliases ("$Alias") of
+// instances of this compilation for references (declared before or after
+// their use, in any namespace), object paths in strings for references
+// ("CIM_Foo.Name=\"x\"", optionally "//host/namespace:" first; ObjectPath.h),
+// and embedded instances ("instance of X { ... }", no alias, keys optional)
+// for properties of type object or with EmbeddedObject or EmbeddedInstance.
+// Properties not given take the class's default value, else NULL.
+// Qualifiers on instances and on their property values are read and not
+// kept.
+//
+// Built-in classes: with CompileOptions::builtIn the classes are marked
+// built-in; a later compilation may define a class of the same name in the
+// same namespace, which then replaces the built-in one in place when it has
+// the same superclass and keys (it is not built-in itself). Built-in
+// subclasses that are not redefined keep what they inherited.
 //
 // Namespaces: every file given to compileFiles (and the text of compileText)
 // starts in options.defaultNameSpace; "#pragma namespace" changes the

@@ -1,6 +1,7 @@
 #include "server/repository/MofParser.h"
 
 #include <array>
+#include <memory>
 #include <optional>
 #include <utility>
 
@@ -83,11 +84,11 @@ std::optional<Production> MofParser::next() {
   if (token.is('#')) return parsePragma();
   if (token.isKeyword("qualifier")) return parseQualifierDeclaration();
   if (token.isKeyword("class")) return parseClass({});
-  if (token.isKeyword("instance")) return parseInstance();
+  if (token.isKeyword("instance")) return parseInstanceDeclaration();
   if (token.is('[')) {
     std::vector<QualifierSyntax> qualifiers = parseQualifierList();
     if (_lexer.peek().isKeyword("class")) return parseClass(std::move(qualifiers));
-    if (_lexer.peek().isKeyword("instance")) return parseInstance();
+    if (_lexer.peek().isKeyword("instance")) return parseInstanceDeclaration();
     failAt(_lexer.peek(), "expected 'class' or 'instance' after qualifier list");
   }
   failAt(token, "expected a class, qualifier or instance declaration or a pragma");
@@ -203,21 +204,34 @@ InstanceSyntax MofParser::parseInstance() {
   _lexer.next();
   if (!_lexer.peek().isKeyword("of")) failAt(_lexer.peek(), "expected 'of' after 'instance'");
   _lexer.next();
+  instance.classLocation = here();
   instance.className = expectIdentifier("expected class name after 'instance of'");
   if (_lexer.peek().isKeyword("as")) {
     _lexer.next();
     if (_lexer.peek().kind != Token::Kind::Alias)
       failAt(_lexer.peek(), "expected an alias after 'as'");
-    _lexer.next();
+    instance.aliasLocation = here();
+    instance.alias = _lexer.next().text;
   }
   const std::string what = "the instance of '" + instance.className + "'";
   expect('{', "expected '{' to begin " + what);
-  for (int depth = 1; depth > 0;) {
-    const Token token = _lexer.next();
-    if (token.kind == Token::Kind::End) failAt(token, "expected '}' to end " + what);
-    if (token.is('{')) ++depth;
-    if (token.is('}')) --depth;
+  while (!accept('}')) {
+    if (_lexer.peek().kind == Token::Kind::End)
+      failAt(_lexer.peek(), "expected '}' to end " + what);
+    if (_lexer.peek().is('[')) parseQualifierList();
+    PropertyValueSyntax property;
+    property.location = here();
+    property.name = expectIdentifier("expected a property name or '}' in " + what);
+    expect('=', "expected '=' after property name '" + property.name + "'");
+    property.value = parseValue(true);
+    expect(';', "expected ';' after the value of property '" + property.name + "'");
+    instance.properties.push_back(std::move(property));
   }
+  return instance;
+}
+
+InstanceSyntax MofParser::parseInstanceDeclaration() {
+  InstanceSyntax instance = parseInstance();
   expect(';', "expected ';' after instance declaration");
   return instance;
 }
@@ -335,6 +349,11 @@ std::vector<QualifierSyntax> MofParser::parseQualifierList() {
 ValueSyntax MofParser::parseValue(bool allowArray) {
   ValueSyntax value;
   value.location = here();
+  if (_lexer.peek().isKeyword("instance") && _lexer.peek(1).isKeyword("of")) {
+    value.kind = ValueSyntax::Kind::Instance;
+    value.instance = std::make_shared<const InstanceSyntax>(parseInstance());
+    return value;
+  }
   const Token token = _lexer.next();
   switch (token.kind) {
     case Token::Kind::String:

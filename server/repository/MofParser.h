@@ -35,7 +35,9 @@ class MofParser {
   PragmaSyntax parsePragma();
   QualifierDeclarationSyntax parseQualifierDeclaration();
   ClassSyntax parseClass(std::vector<QualifierSyntax> qualifiers);
+  // "instance of ... { ... }", without the ";" that ends a declaration.
   InstanceSyntax parseInstance();
+  InstanceSyntax parseInstanceDeclaration();
   void parseFeature(ClassSyntax& cls);
   std::vector<FeatureSyntax> parseParameters();
   std::vector<QualifierSyntax> parseQualifierList();

@@ -5,6 +5,7 @@
 // repository library.
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -28,12 +29,16 @@ class MofSyntaxError : public std::runtime_error {
   SourceLocation _location;
 };
 
-// A literal value as written: a constant, an alias or an array of constants.
+struct InstanceSyntax;
+
+// A literal value as written: a constant, an alias, an array of constants or
+// an embedded instance.
 //   Integer: magnitude and sign (the literal text kept for messages);
 //   String: the concatenated, unescaped UTF-8 text;
-//   Alias: the name after "$".
+//   Alias: the name after "$";
+//   Instance: "instance of Class { ... }" written as the value (instance).
 struct ValueSyntax {
-  enum class Kind { Null, Boolean, Integer, Real, String, Char, Alias, Array };
+  enum class Kind { Null, Boolean, Integer, Real, String, Char, Alias, Array, Instance };
   Kind kind = Kind::Null;
   SourceLocation location;
   bool boolean = false;
@@ -43,6 +48,7 @@ struct ValueSyntax {
   char16_t character = 0;
   std::string text;
   std::vector<ValueSyntax> elements;
+  std::shared_ptr<const InstanceSyntax> instance;
 };
 
 struct FlavorSyntax {
@@ -108,10 +114,24 @@ struct PragmaSyntax {
   SourceLocation valueLocation;
 };
 
-// "instance of Class { ... };", read only to be skipped.
+// "Name = value;" in an instance declaration. Qualifiers written before it
+// are read and not kept (instances carry no qualifiers here).
+struct PropertyValueSyntax {
+  std::string name;
+  SourceLocation location;
+  ValueSyntax value;
+};
+
+// "instance of Class [as $Alias] { ... };" (or, as a value, without the
+// final ";"). Qualifiers written before it are read and not kept.
+//   alias: the name after "$", empty when none is given.
 struct InstanceSyntax {
   std::string className;
   SourceLocation location;
+  SourceLocation classLocation;
+  std::string alias;
+  SourceLocation aliasLocation;
+  std::vector<PropertyValueSyntax> properties;
 };
 
 using Production =

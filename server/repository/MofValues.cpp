@@ -1,14 +1,12 @@
 #include "server/repository/MofValues.h"
 
-#include <charconv>
 #include <cmath>
 #include <limits>
-#include <system_error>
 
 #include "host/DateTime.h"
 #include "host/List.h"
-#include "host/NameSpacePath.h"
 #include "host/Property.h"
+#include "server/repository/ObjectPath.h"
 
 namespace kest::repository {
 
@@ -34,6 +32,8 @@ const char* kindName(ValueSyntax::Kind kind) {
       return "an alias";
     case ValueSyntax::Kind::Array:
       return "an array";
+    case ValueSyntax::Kind::Instance:
+      return "an embedded instance";
   }
   return "";
 }
@@ -220,103 +220,6 @@ bool sameValue(const TOVSmrPtr<ITovaValue>& a, const TOVSmrPtr<ITovaValue>& b) {
   const TOVSmrPtr<ITovaType> bType = b->getType();
   return CTovaType::codeOf(*aType) == CTovaType::codeOf(*bType) &&
          aType->isArray() == bType->isArray() && a->toString() == b->toString();
-}
-
-namespace {
-
-bool isNameCharacter(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
-         static_cast<unsigned char>(c) >= 0x80;
-}
-
-// A key value of an object path at text[pos...]; advances pos past it.
-TOVSmrPtr<ITovaValue> parseKeyValue(std::string_view text, std::size_t& pos) {
-  if (pos < text.size() && text[pos] == '"') {
-    std::string value;
-    for (++pos; pos < text.size() && text[pos] != '"'; ++pos) {
-      if (text[pos] == '\\' && pos + 1 < text.size()) ++pos;
-      value.push_back(text[pos]);
-    }
-    if (pos >= text.size()) return TOVSmrPtr<ITovaValue>();
-    ++pos;
-    return TOVSmrPtr<ITovaValue>(new CTovaValue(TOVString(value)));
-  }
-  const std::size_t end = std::min(text.find(',', pos), text.size());
-  const std::string_view word = text.substr(pos, end - pos);
-  pos = end;
-  if (word == "true" || word == "TRUE" || word == "True")
-    return TOVSmrPtr<ITovaValue>(new CTovaValue(true));
-  if (word == "false" || word == "FALSE" || word == "False")
-    return TOVSmrPtr<ITovaValue>(new CTovaValue(false));
-  const char* first = word.data();
-  const char* last = word.data() + word.size();
-  if (!word.empty() && word[0] == '-') {
-    long long number = 0;
-    if (std::from_chars(first, last, number).ptr == last)
-      return TOVSmrPtr<ITovaValue>(new CTovaValue(number));
-  } else {
-    unsigned long long number = 0;
-    if (std::from_chars(first, last, number).ptr == last && !word.empty()) {
-      return TOVSmrPtr<ITovaValue>(new CTovaValue(number));
-    }
-  }
-  double real = 0;
-  const auto result = std::from_chars(first, last, real);
-  if (!word.empty() && result.ec == std::errc() && result.ptr == last) {
-    return TOVSmrPtr<ITovaValue>(new CTovaValue(real));
-  }
-  return TOVSmrPtr<ITovaValue>();
-}
-
-std::size_t nameEnd(std::string_view text, std::size_t pos) {
-  while (pos < text.size() && isNameCharacter(text[pos])) ++pos;
-  return pos;
-}
-
-}  // namespace
-
-TOVSmrPtr<ITovaInstanceName> parseObjectPath(std::string_view text) {
-  const TOVSmrPtr<ITovaInstanceName> invalid;
-  std::string_view host;
-  std::size_t pos = 0;
-  if (text.starts_with("//")) {
-    const std::size_t slash = text.find('/', 2);
-    if (slash == std::string_view::npos || slash == 2) return invalid;
-    host = text.substr(2, slash - 2);
-    pos = slash + 1;
-  }
-  std::string_view nameSpace;
-  const std::size_t colon = text.find(':', pos);
-  if (colon != std::string_view::npos && colon < text.find_first_of(".\"", pos)) {
-    nameSpace = text.substr(pos, colon - pos);
-    if (nameSpace.empty()) return invalid;
-    pos = colon + 1;
-  }
-  const std::size_t classEnd = nameEnd(text, pos);
-  if (classEnd == pos) return invalid;
-  const TOVString className(text.substr(pos, classEnd - pos));
-  pos = classEnd;
-  TOVPropertyList keys(new TOVValSlist<TOVSmrPtr<ITovaProperty>>());
-  if (pos < text.size()) {
-    if (text[pos] != '.') return invalid;
-    do {
-      ++pos;
-      const std::size_t keyEnd = nameEnd(text, pos);
-      if (keyEnd == pos || keyEnd >= text.size() || text[keyEnd] != '=') return invalid;
-      const TOVString keyName(text.substr(pos, keyEnd - pos));
-      pos = keyEnd + 1;
-      TOVSmrPtr<ITovaValue> value = parseKeyValue(text, pos);
-      if (!value) return invalid;
-      keys->append(TOVSmrPtr<ITovaProperty>(new CTovaProperty(keyName, value, false)));
-    } while (pos < text.size() && text[pos] == ',');
-    if (pos != text.size()) return invalid;
-  }
-  TOVSmrPtr<ITovaNameSpacePath> path;
-  if (!host.empty() || !nameSpace.empty()) {
-    path = TOVSmrPtr<ITovaNameSpacePath>(
-        new CTovaNameSpacePath(TOVString(host), TOVString(nameSpace)));
-  }
-  return TOVSmrPtr<ITovaInstanceName>(new CTovaInstanceName(className, keys, path));
 }
 
 }  // namespace kest::repository

@@ -6,7 +6,6 @@
 #include <string>
 #include <string_view>
 
-#include "host/InstanceName.h"
 #include "host/SmartPointer.h"
 #include "host/Value.h"
 #include "server/repository/ClassDefinition.h"
@@ -32,10 +31,5 @@ ValueResult convertValue(const ValueSyntax& literal, const DataType& type, bool 
 
 // Both null pointers or CIM NULLs, or values of the same type and text.
 bool sameValue(const TOVSmrPtr<ITovaValue>& a, const TOVSmrPtr<ITovaValue>& b);
-
-// Parses an object path "[//host/][namespace:]Class[.key=value,...]" whose
-// key values are quoted strings (with \" and \\ escapes), true, false,
-// integers or reals. Null when text is not such a path.
-TOVSmrPtr<ITovaInstanceName> parseObjectPath(std::string_view text);
 
 }  // namespace kest::repository

@@ -106,6 +106,7 @@ class StandardContext : public BuildContext {
                                                                const TOVString&) const override {
     return std::nullopt;
   }
+  bool replaceable(const TOVString&, const ClassDefinition&) const override { return false; }
   void report(Severity, const SourceLocation& location, const std::string& message) override {
     throw std::logic_error("standard qualifiers: " + location.toString() + ": " + message);
   }

@@ -182,7 +182,7 @@ TEST(KestServerProgramTest, CheckMofReportsACleanFileAndExitsZeroWithoutServing)
       runProgram({KEST_SERVER_EXECUTABLE, "--port", "1", "--check-mof",
                   kest::server::testing::dataPath("test.mof")});
   EXPECT_EQ(result.exitCode, 0) << result.errors;
-  EXPECT_EQ(result.output, "1 file checked: 5 classes, 0 errors, 0 warnings\n");
+  EXPECT_EQ(result.output, "1 file checked: 5 classes, 0 instances, 0 errors, 0 warnings\n");
   EXPECT_EQ(result.errors, "");
 }
 
@@ -196,5 +196,5 @@ TEST(KestServerProgramTest, CheckMofReportsEveryErrorWithItsPlaceAndExitsNonZero
   EXPECT_EQ(result.exitCode, 1);
   EXPECT_EQ(result.output, bad + ":1:16: unknown superclass 'Test_Missing' of class 'Test_A'\n" +
                                broken + ":3:1: expected ';' after property declaration\n" +
-                               "2 files checked: 0 classes, 2 errors, 0 warnings\n");
+                               "2 files checked: 0 classes, 0 instances, 2 errors, 0 warnings\n");
 }

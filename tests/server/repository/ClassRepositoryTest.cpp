@@ -274,6 +274,39 @@ TEST_F(ClassRepositoryTest, ApplyRefusesAnUpdateWithAClassAlreadyThere) {
   EXPECT_FALSE(repository.hasNameSpace("root/new"));
 }
 
+// An instance of className named by one string key K.
+kest::repository::InstancePointer instanceNamed(const char* className, const char* key) {
+  TOVPropertyList keys(new TOVValSlist<TOVSmrPtr<ITovaProperty>>());
+  keys->append(TOVSmrPtr<ITovaProperty>(
+      new CTovaProperty("K", TOVSmrPtr<ITovaValue>(new CTovaValue(key)), false)));
+  TOVSmrPtr<CTovaObject> object(new CTovaObject(className));
+  object->setInstanceName(TOVSmrPtr<ITovaInstanceName>(
+      new CTovaInstanceName(className, keys, TOVSmrPtr<ITovaNameSpacePath>())));
+  auto instance = std::make_shared<kest::repository::CompiledInstance>();
+  instance->object = CTovaObject::iPtr(object);
+  return instance;
+}
+
+TEST_F(ClassRepositoryTest, ApplyRefusesAnUpdateWithAnInstanceAlreadyThere) {
+  ClassRepository::Update first;
+  first.instances.push_back({"root/cimv2", instanceNamed("CIM_Disk", "a")});
+  ASSERT_FALSE(repository.apply(first));
+  ClassRepository::Update second;
+  auto fresh = std::make_shared<ClassDefinition>();
+  fresh->name = "CIM_Fresh";
+  second.classes.push_back({"root/cimv2", fresh});
+  second.instances.push_back({"root/cimv2", instanceNamed("CIM_Disk", "b")});
+  second.instances.push_back({"root/cimv2", instanceNamed("cim_disk", "a")});
+  const auto conflict = repository.apply(second);
+  ASSERT_TRUE(conflict);
+  EXPECT_FALSE(conflict->definition);
+  EXPECT_EQ(conflict->instance, second.instances[1].instance);
+  EXPECT_EQ(conflict->nameSpace, "root/cimv2");
+  EXPECT_FALSE(repository.findClass("root/cimv2", "CIM_Fresh"));
+  EXPECT_EQ(repository.instanceCount("root/cimv2"), 1u);
+  EXPECT_TRUE(repository.hasInstances("root/cimv2", "CIM_Element", true));
+}
+
 TEST_F(ClassRepositoryTest, ReadersSeeCompilationsWhole) {
   std::atomic<bool> stop{false};
   std::atomic<int> wrong{0};

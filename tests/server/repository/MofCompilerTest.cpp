@@ -151,21 +151,52 @@ TEST_F(MofCompilerTest, InvalidNamespaceNamesAreErrors) {
   }
 }
 
-TEST_F(MofCompilerTest, OtherPragmasAndInstancesAreIgnoredWithWarnings) {
+TEST_F(MofCompilerTest, LocalePragmasForEnglishAreSilent) {
   const Compiled compiled = compileMof(
-      "#pragma locale(\"en_US\")\nclass A { [Key] string K; };\n"
-      "[Description(\"x\")] instance of A as $a { K = \"1\"; Nested = { 1, 2 }; };\ninstance of A "
-      "{ };\n");
+      "#pragma locale(\"en_US\")\n#pragma locale(\"EN-us\")\n#pragma instancelocale(\"en_us\")\n"
+      "class A {};\n");
   EXPECT_TRUE(compiled.result.succeeded());
-  EXPECT_EQ(compiled.result.warningCount, 3u);
+  EXPECT_EQ(compiled.messages(), std::vector<std::string>{});
+  EXPECT_EQ(compiled.result.classCount, 1u);
+}
+
+TEST_F(MofCompilerTest, OtherLocalesAreWarnedAboutAndNotApplied) {
+  const Compiled compiled =
+      compileMof("#pragma locale(\"de_DE\")\n#pragma instancelocale(\"en_GB\")\nclass A {};\n");
+  EXPECT_TRUE(compiled.result.succeeded());
   EXPECT_EQ(compiled.messages(),
             (std::vector<std::string>{
-                "test.mof:1:1: warning: pragma 'locale' is not supported and is ignored",
-                "test.mof:3:20: warning: instance declarations are not supported; the instance of "
-                "'A' is ignored",
-                "test.mof:4:1: warning: instance declarations are not supported; the instance of "
-                "'A' is ignored"}));
+                "test.mof:1:16: warning: qualifier texts are served as written; locale 'de_DE' is "
+                "not applied",
+                "test.mof:2:24: warning: qualifier texts are served as written; locale 'en_GB' is "
+                "not applied"}));
+}
+
+TEST_F(MofCompilerTest, SourcePragmasAreWarnedAboutAndIgnored) {
+  const Compiled compiled = compileMof(
+      "#pragma source(\"//h/root\")\n#pragma sourcetype(\"wbem\")\n#pragma nonlocal(\"//h/root\")\n"
+      "#pragma NonLocalType(\"wbem\")\nclass A {};\n");
+  EXPECT_TRUE(compiled.result.succeeded());
   EXPECT_EQ(compiled.result.classCount, 1u);
+  EXPECT_EQ(
+      compiled.messages(),
+      (std::vector<std::string>{
+          "test.mof:1:1: warning: pragma 'source' is ignored: instances are served from this "
+          "server only",
+          "test.mof:2:1: warning: pragma 'sourcetype' is ignored: instances are served from this "
+          "server only",
+          "test.mof:3:1: warning: pragma 'nonlocal' is ignored: instances are served from this "
+          "server only",
+          "test.mof:4:1: warning: pragma 'NonLocalType' is ignored: instances are served from "
+          "this server only"}));
+}
+
+TEST_F(MofCompilerTest, UnknownPragmasAreWarnedAboutAndIgnored) {
+  const Compiled compiled = compileMof("#pragma comment(\"x\")\nclass A {};\n");
+  EXPECT_TRUE(compiled.result.succeeded());
+  EXPECT_EQ(compiled.messages(),
+            std::vector<std::string>{
+                "test.mof:1:1: warning: pragma 'comment' is not supported and is ignored"});
 }
 
 TEST_F(MofCompilerTest, EmptyIncludeNameIsAnError) {

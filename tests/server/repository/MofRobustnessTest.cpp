@@ -56,9 +56,11 @@ class CIM_Leaf : CIM_Root {
   [Override("Do")] uint32 Do([In] string S, [In, Out] uint32 N[], [In] CIM_Root REF R,
                              [In] CIM_Root REF RA[], [In(false), Out, EmbeddedObject] string E);
 };
+[Description("two")] instance of CIM_Link { Left = $leaf; Right = "CIM_Leaf.Id=\"y\""; };
+instance of CIM_Leaf as $leaf { Id = "x"; [Colour("x")] U32 = {1, 2}; O = instance of CIM_Leaf { Id = "n"; }; };
 #pragma namespace("root/other")
 class Other_Thing { string Name; };
-instance of CIM_Leaf as $leaf { Id = "x"; U32 = {1, 2}; Nested = instance of Other_Thing { Name = "n"; }; };
+instance of Other_Thing { Name = "n"; };
 )";
 
 // Compiles text into a fresh repository and checks what must hold whatever
@@ -78,10 +80,15 @@ void compileAndCheck(const std::string& text) {
   std::size_t stored = 0;
   for (const TOVString& nameSpace : repository.nameSpaces())
     stored += repository.classCount(nameSpace);
+  std::size_t instances = 0;
+  for (const TOVString& nameSpace : repository.nameSpaces())
+    instances += repository.instanceCount(nameSpace);
   if (result.succeeded()) {
     ASSERT_EQ(stored, result.classCount);
+    ASSERT_EQ(instances, result.instanceCount);
   } else {
     ASSERT_EQ(stored, 0u);
+    ASSERT_EQ(instances, 0u);
     ASSERT_EQ(result.classCount, 0u);
   }
 }
@@ -91,7 +98,8 @@ TEST(MofRobustnessTest, TheValidTextCompiles) {
   const CompileResult result = MofCompiler(repository).compileText("fuzz.mof", kValidMof);
   EXPECT_TRUE(result.succeeded()) << ::testing::PrintToString(kest::testing::messagesOf(result));
   EXPECT_EQ(result.classCount, 4u);
-  EXPECT_EQ(result.warningCount, 2u);
+  EXPECT_EQ(result.instanceCount, 3u);
+  EXPECT_EQ(result.warningCount, 0u);
 }
 
 TEST(MofRobustnessTest, EveryTruncationGivesDiagnostics) {

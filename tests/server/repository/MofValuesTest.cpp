@@ -10,7 +10,6 @@
 
 using kest::repository::ClassPointer;
 using kest::repository::DataType;
-using kest::repository::parseObjectPath;
 using kest::repository::Property;
 using kest::testing::Compiled;
 using kest::testing::compileMof;
@@ -206,22 +205,6 @@ TEST(MofValuesTest, ValuesThatDoNotFitTheTypeAreErrors) {
     SCOPED_TRACE(c.declaration);
     EXPECT_EQ(diagnosticsOf(std::string("class T { ") + c.declaration + "; };"),
               std::vector<std::string>{c.error});
-  }
-}
-
-TEST(MofValuesTest, ObjectPathForms) {
-  EXPECT_EQ(parseObjectPath("CIM_Foo")->toString(), "cim_foo");
-  EXPECT_FALSE(parseObjectPath("CIM_Foo")->getNameSpacePath());
-  EXPECT_EQ(parseObjectPath("root/cimv2:CIM_Foo.B=true,I=-3,R=1.5")->toString(),
-            "cim_foo.b=true,i=-3,r=1.5");
-  EXPECT_EQ(parseObjectPath("root/cimv2:CIM_Foo.K=1")->getNameSpacePath()->getNameSpace(),
-            "root/cimv2");
-  EXPECT_EQ(parseObjectPath("CIM_Foo.K=\"a:b.c\"")->toString(), "cim_foo.k=\"a:b.c\"");
-  for (const char* bad :
-       {"", ".K=1", "CIM_Foo.", "CIM_Foo.K", "CIM_Foo.K=", "CIM_Foo.K=\"open", "CIM_Foo.K=x",
-        "CIM_Foo K=1", "//host", "///x:C", ":CIM_Foo", "CIM_Foo.K=1,"}) {
-    SCOPED_TRACE(bad);
-    EXPECT_FALSE(parseObjectPath(bad));
   }
 }
 

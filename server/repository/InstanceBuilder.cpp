@@ -240,7 +240,9 @@ void InstanceSet::add(const TOVString& nameSpace, const InstanceSyntax& syntax) 
       valid = false;
     }
   }
-  if (valid) valid = fillSlots(nameSpace, *pending.cls, syntax, true, pending.slots);
+  // The values are checked even after an error above, so that one pass
+  // reports what is wrong with them too.
+  if (pending.cls) valid = fillSlots(nameSpace, *pending.cls, syntax, true, pending.slots) && valid;
   if (valid) {
     for (std::size_t i = 0; i < pending.cls->properties.size(); ++i) {
       const Property& property = pending.cls->properties[i];

@@ -189,8 +189,8 @@ TEST(ClassCatalogMofTest, AClassTheCatalogAlreadyDeclaresIsADuplicateForTheCompi
 
 TEST(ClassCatalogMofTest, WarningsAreReturned) {
   TemporaryFolder folder;
-  const std::string file = folder.write(
-      "warn.mof", "class Test_W { [Key] string K; };\ninstance of Test_W { K = \"a\"; };\n");
+  const std::string file =
+      folder.write("warn.mof", "class Test_W { [Key] string K; };\n#pragma comment(\"a\")\n");
   ClassCatalog catalog("root/cimv2");
   const std::vector<std::string> warnings = catalog.compileMof({file});
   ASSERT_EQ(warnings.size(), 1u);

@@ -57,6 +57,7 @@ std::vector<std::string> ClassCatalog::compileSchema(const std::string& sourceNa
                                                      const TOVString& nameSpace) {
   kest::repository::CompileOptions options;
   options.defaultNameSpace = nameSpace;
+  options.builtIn = true;
   kest::repository::MofCompiler compiler(_repository, options);
   return warningsOf(compiler.compileText(sourceName, text));
 }

@@ -60,9 +60,15 @@ class RecordingProviderContext : public IProviderContext {
   // Forgets everything recorded so far.
   void clear();
 
+  // The description getServerDescription() hands out (not owned; null by
+  // default). Set it before the provider that uses it starts.
+  void setServerDescription(const ServerDescription* description) { _description = description; }
+  const ServerDescription* getServerDescription() const override { return _description; }
+
  private:
   mutable std::mutex _mutex;
   std::vector<Call> _calls;  // guarded by _mutex
+  const ServerDescription* _description = nullptr;
 };
 
 }  // namespace kest

@@ -445,4 +445,13 @@ TEST_F(SynchronizedProviderTest, SubscriptionsAndTheIndicationSwitchChangeAsInPr
   EXPECT_FALSE(_provider.getIndicationsEnabled());
 }
 
+TEST_F(SynchronizedProviderTest, TheForwardingContextHandsOutTheHostsServerDescription) {
+  kest::ServerDescription description;
+  description.productName = "a server";
+  _provider.setProviderContext(_context);
+  EXPECT_EQ(_provider.getProviderContext()->getServerDescription(), nullptr);
+  _context->setServerDescription(&description);
+  EXPECT_EQ(_provider.getProviderContext()->getServerDescription(), &description);
+}
+
 }  // namespace

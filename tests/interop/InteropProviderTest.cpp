@@ -14,7 +14,7 @@
 #include "host/Config.h"
 #include "host/InstanceName.h"
 #include "host/Object.h"
-#include "host/ProviderContext.h"
+#include "host/RecordingProviderContext.h"
 #include "host/Value.h"
 #include "streaming/VectorCollector.h"
 
@@ -22,20 +22,6 @@ namespace {
 
 using kest::interop::InteropProvider;
 using Strings = std::vector<std::string>;
-
-// A host context that describes a server (or none) and records nothing
-// else: the interop provider raises no indications.
-class DescribingContext : public kest::IProviderContext {
- public:
-  explicit DescribingContext(const kest::ServerDescription* description)
-      : _description(description) {}
-  void deliverIndication(const TOVString&, const TOVSmrPtr<ITovaObject>&) override {}
-  void deliverLegacyIndication(const TOVSmrPtr<ITovaIndication>&) override {}
-  const kest::ServerDescription* getServerDescription() const override { return _description; }
-
- private:
-  const kest::ServerDescription* _description;
-};
 
 kest::ServerDescription twoEndpointServer() {
   kest::ServerDescription description;
@@ -63,7 +49,7 @@ std::string text(const TOVSmrPtr<ITovaObject>& object, const char* property) {
 class InteropProviderTest : public ::testing::Test {
  protected:
   void start(const kest::ServerDescription* description) {
-    _context = TOVSmrPtr<kest::IProviderContext>(new DescribingContext(description));
+    _context->setServerDescription(description);
     _provider.setProviderContext(_context);
     _provider.startup();
   }
@@ -94,7 +80,7 @@ class InteropProviderTest : public ::testing::Test {
   }
 
   kest::ServerDescription _description = twoEndpointServer();
-  TOVSmrPtr<kest::IProviderContext> _context;
+  TOVSmrPtr<kest::RecordingProviderContext> _context{new kest::RecordingProviderContext()};
   InteropProvider _provider;
 };
 
@@ -192,6 +178,11 @@ TEST_F(InteropProviderTest, TheServerProfileReferencesTheProfileRegistrationProf
   ASSERT_EQ(links.size(), 1u);
   EXPECT_NE(text(links[0], "Antecedent").find("Profile Registration"), std::string::npos);
   EXPECT_NE(text(links[0], "Dependent").find("Server"), std::string::npos);
+}
+
+TEST_F(InteropProviderTest, RaisesNoIndications) {
+  start(&_description);
+  EXPECT_EQ(_context->callCount(), 0u);
 }
 
 TEST_F(InteropProviderTest, RefusesToCreateOrDeleteInstances) {

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <string>
 #include <variant>
+#include <vector>
 
 using kest::server::allOperations;
 using kest::server::CimOperation;
@@ -262,3 +263,11 @@ TEST(OperationsTest, RefusesToDescribeAValueThatIsNoOperation) {
 }
 
 }  // namespace
+
+TEST(OperationsTest, SupportsTheFunctionalProfilesWhoseEveryOperationHasAHandler) {
+  std::vector<std::string> names;
+  for (const TOVString& profile : kest::server::supportedFunctionalProfiles())
+    names.push_back(profile.toStdString());
+  EXPECT_EQ(names, (std::vector<std::string>{"Basic Read", "Basic Write", "Instance Manipulation",
+                                             "Association Traversal"}));
+}

@@ -86,3 +86,10 @@ TEST(ServerProviderContextTest, AStartingProvidersIndicationsReachTheLog) {
   EXPECT_EQ(messages[1],
             "Legacy indication 8 Test_Foo test_foo.id=42,name=\"abc\" from ServerTest");
 }
+
+TEST(ServerProviderContextTest, HandsOutTheServerDescriptionItWasMadeWith) {
+  const kest::ServerDescription description;
+  EXPECT_EQ(ServerProviderContext("P", "root/cimv2").getServerDescription(), nullptr);
+  EXPECT_EQ(ServerProviderContext("P", "root/cimv2", &description).getServerDescription(),
+            &description);
+}

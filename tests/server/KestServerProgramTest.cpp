@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -184,6 +185,15 @@ TEST(KestServerProgramTest, CheckMofReportsACleanFileAndExitsZeroWithoutServing)
   EXPECT_EQ(result.exitCode, 0) << result.errors;
   EXPECT_EQ(result.output, "1 file checked: 5 classes, 0 instances, 0 errors, 0 warnings\n");
   EXPECT_EQ(result.errors, "");
+}
+
+TEST(KestServerProgramTest, CheckMofAcceptsTheWholeDmtfSchema) {
+  const std::string schema = std::string(KEST_DMTF_SCHEMA_DIR) + "/cim_schema_2.49.0.mof";
+  if (!std::filesystem::exists(schema)) GTEST_SKIP() << "no DMTF schema at " << schema;
+  const kest::server::testing::ProgramResult result =
+      runProgram({KEST_SERVER_EXECUTABLE, "--check-mof", schema});
+  EXPECT_EQ(result.exitCode, 0) << result.output;
+  EXPECT_EQ(result.output, "1 file checked: 1631 classes, 0 instances, 0 errors, 0 warnings\n");
 }
 
 TEST(KestServerProgramTest, CheckMofReportsEveryErrorWithItsPlaceAndExitsNonZero) {

@@ -13,23 +13,15 @@
 
 #include "host/Log.h"
 #include "server/Server.h"
-#include "tests/server/HttpTestSupport.h"
-#include "tests/server/ServerTestSupport.h"
+#include "tests/server/WbemcliRunner.h"
 
 using kest::server::Server;
 using kest::server::ServerSettings;
-using kest::server::testing::dtdErrors;
-using kest::server::testing::HttpResponse;
 using kest::server::testing::RecordingProxy;
-using kest::server::testing::runProgram;
+using kest::server::testing::runWbemcli;
+using kest::server::testing::WbemcliRun;
 
 namespace {
-
-struct WbemcliRun {
-  std::string out;
-  std::string err;
-  int exitCode = -1;
-};
 
 // A server with the interop provider, reached through a recording proxy.
 class DiscoveredServer {
@@ -39,22 +31,8 @@ class DiscoveredServer {
     _proxy = std::make_unique<RecordingProxy>(_port);
   }
 
-  // Runs wbemcli; "URL" at the start of an argument is the server's URL.
-  WbemcliRun wbemcli(const std::vector<std::string>& args) {
-    std::vector<std::string> argv{"wbemcli"};
-    for (const std::string& arg : args) {
-      argv.push_back(arg.rfind("URL", 0) == 0
-                         ? "http://127.0.0.1:" + std::to_string(_proxy->port()) + arg.substr(3)
-                         : arg);
-    }
-    const kest::server::testing::ProgramResult result = runProgram(argv);
-    for (const HttpResponse& response : _proxy->takeResponses()) {
-      if (response.status == 200) {
-        EXPECT_EQ(dtdErrors(response.body), "") << response.body;
-      }
-    }
-    return WbemcliRun{result.output, result.errors, result.exitCode};
-  }
+  // Runs wbemcli with args (see runWbemcli).
+  WbemcliRun wbemcli(const std::vector<std::string>& args) { return runWbemcli(*_proxy, args); }
 
   int port() const { return _port; }
   const Server& server() const { return _server; }

@@ -19,11 +19,12 @@
 
 #include "tests/server/HttpTestSupport.h"
 #include "tests/server/ServerTestSupport.h"
+#include "tests/server/WbemcliRunner.h"
 
-using kest::server::testing::dtdErrors;
-using kest::server::testing::HttpResponse;
 using kest::server::testing::RecordingProxy;
 using kest::server::testing::runProgram;
+using kest::server::testing::runWbemcli;
+using kest::server::testing::WbemcliRun;
 using kest::server::testing::ServerProcess;
 using kest::server::testing::TemporaryFolder;
 
@@ -66,32 +67,9 @@ class SystemProviderWbemcliTest : public ::testing::Test {
     delete _folder;
   }
 
-  // The output of wbemcli with args, with "URL" at the start of an argument
-  // standing for the server's URL and the server's address in the output
-  // written HOST. Every response must validate against the DTD.
-  struct Run {
-    std::string out;
-    std::string err;
-    int exitCode = -1;
-  };
-  static Run wbemcli(std::vector<std::string> args) {
-    const std::string address = "127.0.0.1:" + std::to_string(_proxy->port());
-    std::vector<std::string> argv{"wbemcli"};
-    for (const std::string& arg : args) {
-      argv.push_back(arg.rfind("URL", 0) == 0 ? "http://" + address + arg.substr(3) : arg);
-    }
-    const kest::server::testing::ProgramResult result = runProgram(argv);
-    for (const HttpResponse& response : _proxy->takeResponses()) {
-      if (response.status == 200) {
-        EXPECT_EQ(dtdErrors(response.body), "") << response.body;
-      }
-    }
-    Run run{result.output, result.errors, result.exitCode};
-    for (std::size_t at = run.out.find(address); at != std::string::npos;
-         at = run.out.find(address, at)) {
-      run.out.replace(at, address.size(), "HOST");
-    }
-    return run;
+  // Runs wbemcli with args (see runWbemcli).
+  static WbemcliRun wbemcli(const std::vector<std::string>& args) {
+    return runWbemcli(*_proxy, args);
   }
 
   // The object path of an element of className named name, as wbemcli
@@ -132,7 +110,7 @@ ServerProcess* SystemProviderWbemcliTest::_server = nullptr;
 RecordingProxy* SystemProviderWbemcliTest::_proxy = nullptr;
 
 TEST_F(SystemProviderWbemcliTest, WithoutAProviderTheServerServesTheSystemClasses) {
-  const Run run = wbemcli({"ecn", "URL/root/cimv2"});
+  const WbemcliRun run = wbemcli({"ecn", "URL/root/cimv2"});
   EXPECT_EQ(run.exitCode, 0) << run.err;
   std::set<std::string> classes;
   for (const std::string& line : lines(run.out)) classes.insert(line);
@@ -147,7 +125,7 @@ TEST_F(SystemProviderWbemcliTest, WithoutAProviderTheServerServesTheSystemClasse
 }
 
 TEST_F(SystemProviderWbemcliTest, EnumerateProcessesPrintsEveryProcessWithItsProperties) {
-  const Run run = wbemcli({"ei", "URL/root/cimv2:KEST_Process"});
+  const WbemcliRun run = wbemcli({"ei", "URL/root/cimv2:KEST_Process"});
   EXPECT_EQ(run.exitCode, 0) << run.err;
   // The name's prefix up to the process id.
   const std::string prefix = literal(element("HOST", "KEST_Process", "X"));
@@ -167,7 +145,7 @@ TEST_F(SystemProviderWbemcliTest, EnumerateProcessesPrintsEveryProcessWithItsPro
 }
 
 TEST_F(SystemProviderWbemcliTest, GetInstanceOfTheServerProcess) {
-  const Run run = wbemcli({"gi", serverProcess("URL")});
+  const WbemcliRun run = wbemcli({"gi", serverProcess("URL")});
   EXPECT_EQ(run.exitCode, 0) << run.err;
   const std::string pid = std::to_string(_server->pid());
   const std::regex shape(
@@ -180,7 +158,7 @@ TEST_F(SystemProviderWbemcliTest, GetInstanceOfTheServerProcess) {
 }
 
 TEST_F(SystemProviderWbemcliTest, EnumerateLogicalElementsYieldsEverySubclass) {
-  const Run run = wbemcli({"ein", "URL/root/cimv2:KEST_LogicalElement"});
+  const WbemcliRun run = wbemcli({"ein", "URL/root/cimv2:KEST_LogicalElement"});
   EXPECT_EQ(run.exitCode, 0) << run.err;
   EXPECT_EQ(classesOf(run.out),
             (std::set<std::string>{"KEST_FileSystem", "KEST_NetworkInterface", "KEST_Process"}));
@@ -192,7 +170,7 @@ TEST_F(SystemProviderWbemcliTest, EnumerateLogicalElementsYieldsEverySubclass) {
 }
 
 TEST_F(SystemProviderWbemcliTest, AssociatorsOfTheSystemAreItsElements) {
-  const Run run = wbemcli({"ain", computerSystem("URL")});
+  const WbemcliRun run = wbemcli({"ain", computerSystem("URL")});
   EXPECT_EQ(run.exitCode, 0) << run.err;
   EXPECT_EQ(classesOf(run.out),
             (std::set<std::string>{"KEST_FileSystem", "KEST_NetworkInterface", "KEST_Process"}));
@@ -200,7 +178,7 @@ TEST_F(SystemProviderWbemcliTest, AssociatorsOfTheSystemAreItsElements) {
   EXPECT_NE(out.find("\n" + serverProcess("HOST") + "\n"), std::string::npos);
   EXPECT_NE(out.find("\n" + element("HOST", "KEST_FileSystem", "/") + "\n"), std::string::npos);
 
-  const Run interfaces =
+  const WbemcliRun interfaces =
       wbemcli({"ai", "-ac", "KEST_SystemNetworkInterface", computerSystem("URL")});
   EXPECT_EQ(interfaces.exitCode, 0) << interfaces.err;
   EXPECT_EQ(classesOf(interfaces.out), (std::set<std::string>{"KEST_NetworkInterface"}));
@@ -213,21 +191,21 @@ TEST_F(SystemProviderWbemcliTest, AssociatorsOfTheSystemAreItsElements) {
 }
 
 TEST_F(SystemProviderWbemcliTest, ParentOfTheServerProcessIsThisTestProgram) {
-  const Run run =
+  const WbemcliRun run =
       wbemcli({"ain", "-ac", "KEST_ParentProcess", "-arr", "Parent", serverProcess("URL")});
   EXPECT_EQ(run.exitCode, 0) << run.err;
   EXPECT_EQ(run.out, element("HOST", "KEST_Process", std::to_string(getpid())) + "\n");
 }
 
 TEST_F(SystemProviderWbemcliTest, MethodsReturnTheirTypedOutputParameters) {
-  const Run files = wbemcli({"cm", serverProcess("URL"), "GetOpenFileCount"});
+  const WbemcliRun files = wbemcli({"cm", serverProcess("URL"), "GetOpenFileCount"});
   EXPECT_EQ(files.exitCode, 0) << files.err;
   EXPECT_TRUE(std::regex_match(
       files.out, std::regex(literal(serverProcess("HOST")) +
                             R"re( GetOpenFileCount: 0, Count \(uint32\): [1-9]\d*\n)re")))
       << files.out;
 
-  const Run usage = wbemcli({"cm", element("URL", "KEST_FileSystem", "/"), "GetUsage"});
+  const WbemcliRun usage = wbemcli({"cm", element("URL", "KEST_FileSystem", "/"), "GetUsage"});
   EXPECT_EQ(usage.exitCode, 0) << usage.err;
   EXPECT_TRUE(std::regex_match(
       usage.out,
@@ -236,21 +214,21 @@ TEST_F(SystemProviderWbemcliTest, MethodsReturnTheirTypedOutputParameters) {
                  R"re(AvailableBytes \(uint64\): \d+, PercentUsed \(real64\): [0-9.e+-]+\n)re")))
       << usage.out;
 
-  const Run status = wbemcli({"cm", serverProcess("URL"), "GetStatusField.Field=\"Name\""});
+  const WbemcliRun status = wbemcli({"cm", serverProcess("URL"), "GetStatusField.Field=\"Name\""});
   EXPECT_EQ(status.exitCode, 0) << status.err;
   EXPECT_EQ(status.out,
             serverProcess("HOST") + " GetStatusField: 0, Value (string): kest-server\n");
 }
 
 TEST_F(SystemProviderWbemcliTest, MethodWithoutItsRequiredParameterFails) {
-  const Run run = wbemcli({"cm", element("URL", "KEST_FileSystem", "/"), "HasFreeSpace"});
+  const WbemcliRun run = wbemcli({"cm", element("URL", "KEST_FileSystem", "/"), "HasFreeSpace"});
   EXPECT_EQ(run.exitCode, 16);
   EXPECT_EQ(run.err,
             "*\n* wbemcli: Cim: (4) CIM_ERR_INVALID_PARAMETER: Missing parameter Bytes\n*\n");
 }
 
 TEST_F(SystemProviderWbemcliTest, MethodWithAParameterOutOfItsTypeFails) {
-  const Run run = wbemcli(
+  const WbemcliRun run = wbemcli(
       {"cm", element("URL", "KEST_FileSystem", "/"), "HasFreeSpace.Bytes=1,ReservePercent=300"});
   EXPECT_EQ(run.exitCode, 16);
   EXPECT_EQ(run.err,

@@ -12,33 +12,18 @@
 #include "server/Server.h"
 #include "tests/server/HttpTestSupport.h"
 #include "tests/server/ServerTestSupport.h"
+#include "tests/server/WbemcliRunner.h"
 
 using kest::server::ProviderSpec;
 using kest::server::Server;
 using kest::server::ServerSettings;
-using kest::server::testing::dtdErrors;
 using kest::server::testing::HttpResponse;
 using kest::server::testing::RecordingProxy;
-using kest::server::testing::runProgram;
+using kest::server::testing::replaced;
+using kest::server::testing::runWbemcli;
+using kest::server::testing::WbemcliRun;
 
 namespace {
-
-// What one wbemcli run printed, with the server's address written HOST, and
-// the responses it received.
-struct WbemcliRun {
-  std::string out;
-  std::string err;
-  int exitCode = -1;
-  std::vector<HttpResponse> responses;
-};
-
-std::string replaced(std::string text, const std::string& from, const std::string& to) {
-  for (std::size_t at = text.find(from); at != std::string::npos;
-       at = text.find(from, at + to.size())) {
-    text.replace(at, from.size(), to);
-  }
-  return text;
-}
 
 class WbemcliTest : public ::testing::Test {
  protected:
@@ -61,26 +46,9 @@ class WbemcliTest : public ::testing::Test {
     delete _capture;
   }
 
-  // Runs wbemcli with args; "URL" at the start of an argument is the
-  // server's URL. Every response must validate against the DTD.
-  static WbemcliRun wbemcli(std::vector<std::string> args) {
-    const std::string address = "127.0.0.1:" + std::to_string(_proxy->port());
-    std::vector<std::string> argv{"wbemcli"};
-    for (const std::string& arg : args) {
-      argv.push_back(arg.rfind("URL", 0) == 0 ? "http://" + address + arg.substr(3) : arg);
-    }
-    const kest::server::testing::ProgramResult result = runProgram(argv);
-    WbemcliRun run;
-    run.out = replaced(result.output, address, "HOST");
-    run.err = result.errors;
-    run.exitCode = result.exitCode;
-    run.responses = _proxy->takeResponses();
-    for (const HttpResponse& response : run.responses) {
-      if (response.status == 200) {
-        EXPECT_EQ(dtdErrors(response.body), "") << response.body;
-      }
-    }
-    return run;
+  // Runs wbemcli with args (see runWbemcli).
+  static WbemcliRun wbemcli(const std::vector<std::string>& args) {
+    return runWbemcli(*_proxy, args);
   }
 
   static std::string cimError(int code, const std::string& name, const std::string& text) {

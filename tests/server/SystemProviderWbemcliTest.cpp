@@ -22,7 +22,6 @@
 #include "tests/server/WbemcliRunner.h"
 
 using kest::server::testing::RecordingProxy;
-using kest::server::testing::runProgram;
 using kest::server::testing::runWbemcli;
 using kest::server::testing::WbemcliRun;
 using kest::server::testing::ServerProcess;

@@ -190,17 +190,36 @@ class ResultCollector : public kest::ICollector<T> {
   std::vector<T> _items;  // guarded by _mutex
 };
 
+// Writes each of items with write and releases it. A result that fails to
+// write is taken back out of the response and ends the writing with that
+// failure.
+template <typename T, typename Write>
+void writeItems(CimXmlWriter& writer, std::vector<T>& items, Write& write) {
+  for (T& item : items) {
+    const CimXmlWriter::Mark mark = writer.mark();
+    try {
+      write(item);
+      writer.flushIfFull();
+    } catch (const ClientGone&) {
+      throw;
+    } catch (...) {
+      if (writer.canRewind(mark)) writer.rewind(mark);
+      throw;
+    }
+    item = T();
+  }
+}
+
 // Writes the IRETURNVALUE of a list operation. For each target of route, in
 // order: asks the provider through ask(provider, collector, transaction,
 // className), under a transaction of its own; once that call has returned,
-// writes each collected result with write and releases it. A result that
-// fails to write is taken back out of the response and ends the writing with
-// that failure. When the provider call failed, the results it added before
-// are written and its failure is thrown afterwards, as the final status of
-// the response.
+// writes each collected result with write (see writeItems). When the
+// provider call failed, the results it added before are written and its
+// failure is thrown afterwards, as the final status of the response. Then
+// writes compiled, the results taken from the compiled instances.
 template <typename T, typename Ask, typename Write>
 void writeResults(CimXmlWriter& writer, const CimRequest& request, const Dispatcher::Route& route,
-                  Ask ask, Write write) {
+                  std::vector<T> compiled, Ask ask, Write write) {
   writer.beginIReturnValue();
   for (const Dispatcher::Target& target : route) {
     ResultCollector<T> collector;
@@ -213,21 +232,10 @@ void writeResults(CimXmlWriter& writer, const CimRequest& request, const Dispatc
       failure = std::current_exception();
     }
     std::vector<T> items = collector.take();
-    for (T& item : items) {
-      const CimXmlWriter::Mark mark = writer.mark();
-      try {
-        write(item);
-        writer.flushIfFull();
-      } catch (const ClientGone&) {
-        throw;
-      } catch (...) {
-        if (writer.canRewind(mark)) writer.rewind(mark);
-        throw;
-      }
-      item = T();
-    }
+    writeItems(writer, items, write);
     if (failure) std::rethrow_exception(failure);
   }
+  writeItems(writer, compiled, write);
   writer.end();
 }
 
@@ -308,6 +316,13 @@ void writeName(CimXmlWriter& writer, const TOVSmrPtr<ITovaInstanceName>& name,
   }
 }
 
+CimError notFound(const CimRequest& request) {
+  return CimError(CIM_ERR_NOT_FOUND,
+                  "Instance not found: " + (request.instanceName
+                                                ? request.instanceName->toString().toStdString()
+                                                : std::string("a null name")));
+}
+
 }  // namespace
 
 void UndeclaredPropertyLog::report(const TOVString& nameSpace, const TOVString& className,
@@ -329,7 +344,10 @@ void UndeclaredPropertyLog::report(const TOVString& nameSpace, const TOVString& 
 
 Dispatcher::Dispatcher(const ProviderSet& providers, const ClassCatalog& catalog,
                        std::vector<TOVString> nameSpaces)
-    : _providers(providers), _catalog(catalog), _nameSpaces(std::move(nameSpaces)) {}
+    : _providers(providers),
+      _catalog(catalog),
+      _compiled(catalog),
+      _nameSpaces(std::move(nameSpaces)) {}
 
 bool Dispatcher::servesNameSpace(const TOVString& nameSpace) const {
   for (const TOVString& served : _nameSpaces) {
@@ -367,6 +385,10 @@ Dispatcher::Route Dispatcher::route(const CimRequest& request) const {
       [[fallthrough]];
     case RouteKind::SingleProvider: {
       LoadedProvider* provider = _providers.providerFor(ns, request.className);
+      if (provider == nullptr && request.operation != CimOperation::MethodCall &&
+          _compiled.hasInstances(ns, request.className)) {
+        return Route();
+      }
       if (provider == nullptr) {
         throw CimError(CIM_ERR_INVALID_CLASS,
                        "No provider serves the class " + request.className.toStdString() + where);
@@ -422,6 +444,8 @@ void Dispatcher::run(const CimRequest& request, const Route& route, CimXmlWriter
 
 void Dispatcher::modifyInstance(const CimRequest& request, const Route& route,
                                 CimXmlWriter&) const {
+  _compiled.refuseChange(request.nameSpace, request.instanceName, request.methodName);
+  if (route.empty()) throw notFound(request);
   kest::IProvider& provider = route.at(0).provider->provider();
   TransactionScope scope(provider, request.methodName);
   provider.modifyInstance(request.nameSpace, request.instance, providerPropertyList(request),
@@ -430,12 +454,16 @@ void Dispatcher::modifyInstance(const CimRequest& request, const Route& route,
 
 void Dispatcher::deleteInstance(const CimRequest& request, const Route& route,
                                 CimXmlWriter&) const {
+  _compiled.refuseChange(request.nameSpace, request.instanceName, request.methodName);
+  if (route.empty()) throw notFound(request);
   kest::IProvider& provider = route.at(0).provider->provider();
   TransactionScope scope(provider, request.methodName);
   provider.deleteInstance(request.nameSpace, request.instanceName, scope.transaction());
 }
 
 void Dispatcher::setProperty(const CimRequest& request, const Route& route, CimXmlWriter&) const {
+  _compiled.refuseChange(request.nameSpace, request.instanceName, request.methodName);
+  if (route.empty()) throw notFound(request);
   kest::IProvider& provider = route.at(0).provider->provider();
   TransactionScope scope(provider, request.methodName);
   provider.setProperty(request.nameSpace, request.instanceName, request.propertyName,
@@ -447,7 +475,7 @@ void Dispatcher::enumerateInstances(const CimRequest& request, const Route& rout
   const InstanceSelection selection(_catalog, request, _undeclared);
   const kest::IProvider::PropertyList propertyList = providerPropertyList(request);
   writeResults<TOVSmrPtr<ITovaObject>>(
-      writer, request, route,
+      writer, request, route, _compiled.instances(request.nameSpace, request.className),
       [&](kest::IProvider& provider, kest::ICollector<TOVSmrPtr<ITovaObject>>& results,
           const TOVSmrPtr<ITovaTransaction>& transaction, const TOVString& className) {
         provider.enumerateInstances(results, request.nameSpace, className, transaction,
@@ -461,7 +489,7 @@ void Dispatcher::enumerateInstances(const CimRequest& request, const Route& rout
 void Dispatcher::enumerateInstanceNames(const CimRequest& request, const Route& route,
                                         CimXmlWriter& writer) const {
   writeResults<TOVSmrPtr<ITovaInstanceName>>(
-      writer, request, route,
+      writer, request, route, _compiled.instanceNames(request.nameSpace, request.className),
       [&](kest::IProvider& provider, kest::ICollector<TOVSmrPtr<ITovaInstanceName>>& results,
           const TOVSmrPtr<ITovaTransaction>& transaction, const TOVString& className) {
         provider.enumerateInstanceNames(results, request.nameSpace, className, transaction);
@@ -474,6 +502,8 @@ void Dispatcher::enumerateInstanceNames(const CimRequest& request, const Route& 
 TOVSmrPtr<ITovaObject> Dispatcher::fetch(const CimRequest& request,
                                          const TOVSmrPtr<ITovaInstanceName>& name) const {
   if (!name) return TOVSmrPtr<ITovaObject>();
+  const TOVSmrPtr<ITovaObject> compiled = _compiled.find(request.nameSpace, name);
+  if (compiled) return compiled;
   LoadedProvider* provider = _providers.providerFor(request.nameSpace, name->getClassname());
   if (provider == nullptr) return TOVSmrPtr<ITovaObject>();
   TransactionScope scope(provider->provider(), "GetInstance");
@@ -488,6 +518,8 @@ void Dispatcher::associators(const CimRequest& request, const Route& route,
   const InstanceSelection selection(_catalog, request, _undeclared);
   writeResults<TOVSmrPtr<ITovaValue>>(
       writer, request, route,
+      _compiled.associators(request.nameSpace, request.instanceName, request.assocClass,
+                            request.resultClass, request.role, request.resultRole),
       [&](kest::IProvider& provider, kest::ICollector<TOVSmrPtr<ITovaValue>>& results,
           const TOVSmrPtr<ITovaTransaction>& transaction, const TOVString&) {
         provider.associators(results, request.nameSpace, request.instanceName, transaction,
@@ -527,6 +559,8 @@ void Dispatcher::associatorNames(const CimRequest& request, const Route& route,
                                  CimXmlWriter& writer) const {
   writeResults<TOVSmrPtr<ITovaInstanceName>>(
       writer, request, route,
+      _compiled.associatorNames(request.nameSpace, request.instanceName, request.assocClass,
+                                request.resultClass, request.role, request.resultRole),
       [&](kest::IProvider& provider, kest::ICollector<TOVSmrPtr<ITovaInstanceName>>& results,
           const TOVSmrPtr<ITovaTransaction>& transaction, const TOVString&) {
         provider.associatorNames(results, request.nameSpace, request.instanceName, transaction,
@@ -543,6 +577,8 @@ void Dispatcher::references(const CimRequest& request, const Route& route,
   const InstanceSelection selection(_catalog, request, _undeclared);
   writeResults<TOVSmrPtr<ITovaObject>>(
       writer, request, route,
+      _compiled.references(request.nameSpace, request.instanceName, request.resultClass,
+                           request.role),
       [&](kest::IProvider& provider, kest::ICollector<TOVSmrPtr<ITovaObject>>& results,
           const TOVSmrPtr<ITovaTransaction>& transaction, const TOVString&) {
         provider.references(results, request.nameSpace, request.instanceName, transaction,
@@ -557,6 +593,8 @@ void Dispatcher::referenceNames(const CimRequest& request, const Route& route,
                                 CimXmlWriter& writer) const {
   writeResults<TOVSmrPtr<ITovaInstanceName>>(
       writer, request, route,
+      _compiled.referenceNames(request.nameSpace, request.instanceName, request.resultClass,
+                               request.role),
       [&](kest::IProvider& provider, kest::ICollector<TOVSmrPtr<ITovaInstanceName>>& results,
           const TOVSmrPtr<ITovaTransaction>& transaction, const TOVString&) {
         provider.referenceNames(results, request.nameSpace, request.instanceName, transaction,
@@ -569,18 +607,14 @@ void Dispatcher::referenceNames(const CimRequest& request, const Route& route,
 
 void Dispatcher::getInstance(const CimRequest& request, const Route& route,
                              CimXmlWriter& writer) const {
-  const Target& target = route.at(0);
-  kest::IProvider& provider = target.provider->provider();
-  TOVSmrPtr<ITovaObject> object;
-  {
+  TOVSmrPtr<ITovaObject> object = _compiled.find(request.nameSpace, request.instanceName);
+  if (!object && !route.empty()) {
+    kest::IProvider& provider = route.at(0).provider->provider();
     TransactionScope scope(provider, request.methodName);
     provider.getInstance(object, request.nameSpace, request.instanceName, scope.transaction(),
                          providerPropertyList(request));
   }
-  if (!object) {
-    throw CimError(CIM_ERR_NOT_FOUND,
-                   "Instance not found: " + request.instanceName->toString().toStdString());
-  }
+  if (!object) throw notFound(request);
   writer.beginIReturnValue();
   const InstanceSelection selection(_catalog, request, _undeclared);
   selection.check(*object);
@@ -590,18 +624,14 @@ void Dispatcher::getInstance(const CimRequest& request, const Route& route,
 
 void Dispatcher::getProperty(const CimRequest& request, const Route& route,
                              CimXmlWriter& writer) const {
-  const Target& target = route.at(0);
-  kest::IProvider& provider = target.provider->provider();
-  TOVSmrPtr<ITovaObject> object;
-  {
+  TOVSmrPtr<ITovaObject> object = _compiled.find(request.nameSpace, request.instanceName);
+  if (!object && !route.empty()) {
+    kest::IProvider& provider = route.at(0).provider->provider();
     TransactionScope scope(provider, request.methodName);
     provider.getInstance(object, request.nameSpace, request.instanceName, scope.transaction(),
                          kest::IProvider::PropertyList());
   }
-  if (!object) {
-    throw CimError(CIM_ERR_NOT_FOUND,
-                   "Instance not found: " + request.instanceName->toString().toStdString());
-  }
+  if (!object) throw notFound(request);
   const TOVSmrPtr<ITovaProperty> property = object->getPropertyByName(request.propertyName, true);
   if (!property) {
     throw CimError(CIM_ERR_NO_SUCH_PROPERTY,
@@ -615,6 +645,12 @@ void Dispatcher::getProperty(const CimRequest& request, const Route& route,
 
 void Dispatcher::createInstance(const CimRequest& request, const Route& route,
                                 CimXmlWriter& writer) const {
+  _compiled.refuseCreate(request.nameSpace, request.instance);
+  if (route.empty()) {
+    throw CimError(CIM_ERR_NOT_SUPPORTED, "CreateInstance is not supported for the class " +
+                                              request.className.toStdString() +
+                                              ": its instances are compiled from MOF, read-only");
+  }
   const Target& target = route.at(0);
   kest::IProvider& provider = target.provider->provider();
   TOVSmrPtr<ITovaInstanceName> name;

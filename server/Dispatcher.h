@@ -11,6 +11,7 @@
 #include "server/ClassCatalog.h"
 #include "server/Operations.h"
 #include "server/ProviderSet.h"
+#include "server/StaticInstances.h"
 
 namespace kest::server {
 
@@ -28,15 +29,17 @@ class UndeclaredPropertyLog {
   std::set<std::string> _logged;  // "namespace:class", lower-cased; guarded by _mutex
 };
 
-// Dispatcher: carries out CIM operations against the providers and the class
-// catalog, writing each operation's results through a CimXmlWriter. How an
-// operation is routed and which handler runs it are named by the operation
-// table (server/Operations.h).
+// Dispatcher: carries out CIM operations against the providers, the instances
+// compiled from MOF (StaticInstances) and the class catalog, writing each operation's results
+// through a CimXmlWriter. How an operation is routed and which handler runs it are named by the
+// operation table (server/Operations.h).
 //
 // route() checks what can be checked before any output: the namespace must be
 // one the server serves (CIM_ERR_INVALID_NAMESPACE), instance, association
 // and method operations need a provider that declares the class they address
-// (CIM_ERR_INVALID_CLASS), GetClass a known class (CIM_ERR_NOT_FOUND), class
+// (CIM_ERR_INVALID_CLASS) unless the class or a subclass has compiled
+// instances (then the route is empty for a class no provider serves; method
+// calls always need a provider), GetClass a known class (CIM_ERR_NOT_FOUND), class
 // enumerations a known class when they name one (CIM_ERR_INVALID_CLASS), and
 // class-level association requests are not supported (CIM_ERR_NOT_SUPPORTED).
 // Enumerations of instances go to every provider that serves the class or a
@@ -56,8 +59,17 @@ class UndeclaredPropertyLog {
 //   CreateInstance: a provider that returns no name (the framework's default)
 //     is CIM_ERR_NOT_SUPPORTED;
 //   Associators: a result the provider hands back as a reference is fetched
-//     from the provider of its class, after the association's provider has
-//     returned; one that cannot be fetched is left out and logged.
+//     from the compiled instances or else the provider of its class, after
+//     the association's provider has returned; one that cannot be fetched is
+//     left out and logged;
+//   compiled instances: enumerations write the providers' results and then
+//     the compiled instances of the class family; GetInstance and
+//     GetProperty look in the compiled instances first, then ask the
+//     provider; association operations write the provider's results and
+//     then the compiled associations that reference the object; Create,
+//     Modify, Delete and SetProperty of a compiled instance are
+//     CIM_ERR_NOT_SUPPORTED (read-only), and CreateInstance of a class that
+//     only has compiled instances too.
 // PropertyList, LocalOnly, DeepInheritance (of EnumerateInstances) and
 // IncludeClassOrigin select and annotate the properties written; the last
 // three need the class catalog's full definitions and change nothing for
@@ -118,6 +130,7 @@ class Dispatcher {
 
   const ProviderSet& _providers;
   const ClassCatalog& _catalog;
+  const StaticInstances _compiled;
   const std::vector<TOVString> _nameSpaces;
   mutable UndeclaredPropertyLog _undeclared;
 };

@@ -25,6 +25,7 @@
 #include "server/ClassCatalog.h"
 #include "server/ProviderLoader.h"
 #include "server/ProviderSet.h"
+#include "server/repository/ObjectPath.h"
 #include "tests/server/MockProvider.h"
 #include "tests/server/ServerTestSupport.h"
 
@@ -464,4 +465,185 @@ TEST_F(DispatcherTest, ClassOperationsAreAnsweredFromTheCatalogWithoutAProvider)
   const std::string names =
       answer(requestFor(CimOperation::EnumerateClassNames, "EnumerateClassNames", "Test_Widget"));
   EXPECT_NE(names.find("<CLASSNAME NAME=\"Test_Knob\"/>"), std::string::npos) << names;
+}
+
+// --- compiled instances -------------------------------------------------------------
+
+namespace {
+
+const char* const kCompiledWidgets =
+    "class Test_Widget { [Key] string Name; string Color; };\n"
+    "class Test_Profile { [Key] string Id; string Version; };\n"
+    "[Association] class Test_ConformsTo {\n"
+    "  [Key] Test_Profile REF Profile;\n"
+    "  [Key] Test_Widget REF Element;\n"
+    "};\n"
+    "instance of Test_Widget { Name = \"w9\"; Color = \"blue\"; };\n"
+    "instance of Test_Profile as $p { Id = \"widgets\"; Version = \"1.0\"; };\n"
+    "instance of Test_ConformsTo { Profile = $p; Element = \"Test_Widget.Name=\\\"w1\\\"\"; };\n";
+
+// Where part first occurs in text; npos when it does not.
+std::size_t at(const std::string& text, const std::string& part) { return text.find(part); }
+
+const char* const kW1Key = "<KEYVALUE VALUETYPE=\"string\" TYPE=\"string\">w1</KEYVALUE>";
+const char* const kW9Key = "<KEYVALUE VALUETYPE=\"string\" TYPE=\"string\">w9</KEYVALUE>";
+
+}  // namespace
+
+TEST_F(DispatcherTest, EnumerationsWriteTheProviderInstancesThenTheCompiledOnes) {
+  compile(kCompiledWidgets);
+  auto mock = std::make_shared<NiceMock<MockProvider>>();
+  serve({inProcess("widgets", mock, {declared("Test_Widget")})});
+  EXPECT_CALL(*mock, enumerateInstances(_, kNameSpace, TOVString("Test_Widget"), _, _))
+      .WillOnce([](kest::ICollector<TOVSmrPtr<ITovaObject>>& results, auto&&...) {
+        results.add(instanceOf("Test_Widget", "w1"));
+      });
+  const std::string text =
+      answer(requestFor(CimOperation::EnumerateInstances, "EnumerateInstances", "Test_Widget"));
+  EXPECT_EQ(count(text, "<VALUE.NAMEDINSTANCE>"), 2u) << text;
+  ASSERT_NE(at(text, kW9Key), std::string::npos) << text;
+  EXPECT_LT(at(text, kW1Key), at(text, kW9Key));
+  EXPECT_NE(at(text, "<VALUE>blue</VALUE>"), std::string::npos) << text;
+  EXPECT_EQ(dtdErrors(text), "");
+
+  EXPECT_CALL(*mock, enumerateInstanceNames(_, kNameSpace, TOVString("Test_Widget"), _))
+      .WillOnce([](kest::ICollector<TOVSmrPtr<ITovaInstanceName>>& results, auto&&...) {
+        results.add(nameOf("Test_Widget", "w1"));
+      });
+  const std::string names = answer(
+      requestFor(CimOperation::EnumerateInstanceNames, "EnumerateInstanceNames", "Test_Widget"));
+  EXPECT_EQ(count(names, "<INSTANCENAME "), 2u) << names;
+  EXPECT_LT(at(names, kW1Key), at(names, kW9Key));
+}
+
+TEST_F(DispatcherTest, GetInstanceLooksInTheCompiledInstancesBeforeTheProvider) {
+  compile(kCompiledWidgets);
+  auto mock = std::make_shared<StrictMock<MockProvider>>();
+  allowLifecycleCalls(*mock);
+  serve({inProcess("widgets", mock, {declared("Test_Widget")})});
+  EXPECT_CALL(*mock, startTransaction(_)).Times(1);
+  EXPECT_CALL(*mock, endTransaction(_)).Times(1);
+  const std::string compiled = answer(getInstanceOf("Test_Widget", "w9"));
+  EXPECT_NE(at(compiled, "<VALUE>blue</VALUE>"), std::string::npos) << compiled;
+  EXPECT_CALL(*mock, getInstance(_, kNameSpace, _, _, _))
+      .WillOnce([](TOVSmrPtr<ITovaObject>& result, auto&&...) {
+        result = instanceOf("Test_Widget", "w1");
+      });
+  EXPECT_NE(at(answer(getInstanceOf("Test_Widget", "w1")), "<VALUE>w1</VALUE>"), std::string::npos);
+}
+
+TEST_F(DispatcherTest, AClassWithOnlyCompiledInstancesIsServedWithoutAProvider) {
+  compile(kCompiledWidgets);
+  auto mock = std::make_shared<NiceMock<MockProvider>>();
+  serve({inProcess("widgets", mock, {declared("Test_Widget")})});
+  CimRequest get = getInstanceOf("Test_Profile", "");
+  get.instanceName = kest::repository::parseObjectPath("Test_Profile.Id=\"widgets\"");
+  EXPECT_EQ(refusal(get), 0);
+  EXPECT_NE(at(answer(get), "<VALUE>1.0</VALUE>"), std::string::npos);
+  const std::string all =
+      answer(requestFor(CimOperation::EnumerateInstances, "EnumerateInstances", "Test_Profile"));
+  EXPECT_EQ(count(all, "<VALUE.NAMEDINSTANCE>"), 1u) << all;
+
+  CimRequest missing = get;
+  missing.instanceName = kest::repository::parseObjectPath("Test_Profile.Id=\"none\"");
+  try {
+    answer(missing);
+    ADD_FAILURE() << "a missing instance was found";
+  } catch (const CimError& error) {
+    EXPECT_EQ(error.code(), kest::server::CIM_ERR_NOT_FOUND);
+  }
+  CimRequest remove = requestFor(CimOperation::DeleteInstance, "DeleteInstance", "Test_Profile");
+  remove.instanceName = get.instanceName;
+  try {
+    answer(remove);
+    ADD_FAILURE() << "a compiled instance was deleted";
+  } catch (const CimError& error) {
+    EXPECT_EQ(error.code(), kest::server::CIM_ERR_NOT_SUPPORTED);
+    EXPECT_NE(error.description().find("read-only"), std::string::npos) << error.description();
+  }
+  CimRequest create = requestFor(CimOperation::CreateInstance, "CreateInstance", "Test_Profile");
+  TOVSmrPtr<CTovaObject> fresh(new CTovaObject("Test_Profile"));
+  fresh->setProperty("Id", TOVSmrPtr<ITovaValue>(new CTovaValue("new")));
+  create.instance = CTovaObject::iPtr(fresh);
+  try {
+    answer(create);
+    ADD_FAILURE() << "an instance of a compiled-only class was created";
+  } catch (const CimError& error) {
+    EXPECT_EQ(error.code(), kest::server::CIM_ERR_NOT_SUPPORTED);
+  }
+  CimRequest call = requestFor(CimOperation::MethodCall, "Reset", "Test_Profile");
+  call.instanceName = get.instanceName;
+  EXPECT_EQ(refusal(call), kest::server::CIM_ERR_INVALID_CLASS);
+}
+
+TEST_F(DispatcherTest, AssociationsOfAProviderObjectIncludeTheCompiledOnes) {
+  compile(kCompiledWidgets);
+  auto mock = std::make_shared<NiceMock<MockProvider>>();
+  serve({inProcess("widgets", mock, {declared("Test_Widget")})});
+  CimRequest request = requestFor(CimOperation::Associators, "Associators", "Test_Widget");
+  request.instanceName = nameOf("Test_Widget", "w1");
+  EXPECT_CALL(*mock, associators(_, kNameSpace, _, _, _, _, _, _, _))
+      .WillOnce([](kest::ICollector<TOVSmrPtr<ITovaValue>>& results, auto&&...) {
+        results.add(TOVSmrPtr<ITovaValue>(new CTovaValue(instanceOf("Test_Widget", "w2"))));
+      });
+  const std::string text = answer(request);
+  EXPECT_EQ(count(text, "<VALUE.OBJECTWITHPATH>"), 2u) << text;
+  EXPECT_LT(at(text, "CLASSNAME=\"Test_Widget\""),
+            at(text, "<INSTANCE CLASSNAME=\"Test_Profile\">"));
+  EXPECT_EQ(dtdErrors(text), "");
+
+  request.operation = CimOperation::References;
+  request.methodName = "References";
+  const std::string references = answer(request);
+  EXPECT_NE(at(references, "<INSTANCE CLASSNAME=\"Test_ConformsTo\">"), std::string::npos)
+      << references;
+  request.operation = CimOperation::ReferenceNames;
+  request.methodName = "ReferenceNames";
+  request.role = "Profile";
+  EXPECT_EQ(count(answer(request), "<INSTANCENAME "), 0u);
+  request.role = "Element";
+  EXPECT_EQ(count(answer(request), "<INSTANCENAME CLASSNAME=\"Test_ConformsTo\">"), 1u);
+}
+
+TEST_F(DispatcherTest, AssociatorsOfACompiledObjectFetchTheFarEndFromItsProvider) {
+  compile(kCompiledWidgets);
+  auto mock = std::make_shared<NiceMock<MockProvider>>();
+  serve({inProcess("widgets", mock, {declared("Test_Widget")})});
+  CimRequest request = requestFor(CimOperation::Associators, "Associators", "Test_Profile");
+  request.instanceName = kest::repository::parseObjectPath("Test_Profile.Id=\"widgets\"");
+  EXPECT_EQ(refusal(request), 0);
+  EXPECT_CALL(*mock, getInstance(_, kNameSpace, _, _, _))
+      .WillOnce([](TOVSmrPtr<ITovaObject>& result, auto&&, const TOVSmrPtr<ITovaInstanceName>& name,
+                   auto&&...) {
+        EXPECT_EQ(name->toString(), TOVString("test_widget.name=\"w1\""));
+        result = instanceOf("Test_Widget", "w1");
+      });
+  const std::string text = answer(request);
+  EXPECT_EQ(count(text, "<VALUE.OBJECTWITHPATH>"), 1u) << text;
+  EXPECT_NE(at(text, kW1Key), std::string::npos) << text;
+
+  request.operation = CimOperation::AssociatorNames;
+  request.methodName = "AssociatorNames";
+  request.resultClass = "Test_Profile";
+  EXPECT_EQ(count(answer(request), "<INSTANCENAME "), 0u);
+  request.resultClass = "Test_Widget";
+  EXPECT_EQ(count(answer(request), "<INSTANCENAME CLASSNAME=\"Test_Widget\">"), 1u);
+}
+
+TEST_F(DispatcherTest, AProviderReferenceToACompiledInstanceIsAnsweredFromTheCompiledOnes) {
+  compile(kCompiledWidgets);
+  auto mock = std::make_shared<NiceMock<MockProvider>>();
+  serve({inProcess("widgets", mock, {declared("Test_Widget")})});
+  CimRequest request = requestFor(CimOperation::Associators, "Associators", "Test_Widget");
+  request.instanceName = nameOf("Test_Widget", "w5");
+  request.assocClass = "Test_Nothing";
+  EXPECT_CALL(*mock, associators(_, kNameSpace, _, _, _, _, _, _, _))
+      .WillOnce([](kest::ICollector<TOVSmrPtr<ITovaValue>>& results, auto&&...) {
+        results.add(TOVSmrPtr<ITovaValue>(
+            new CTovaValue(kest::repository::parseObjectPath("Test_Profile.Id=\"widgets\""))));
+      });
+  EXPECT_CALL(*mock, getInstance(_, _, _, _, _)).Times(0);
+  const std::string text = answer(request);
+  EXPECT_EQ(count(text, "<VALUE.OBJECTWITHPATH>"), 1u) << text;
+  EXPECT_NE(at(text, "<VALUE>1.0</VALUE>"), std::string::npos) << text;
 }

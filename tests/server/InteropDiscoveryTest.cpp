@@ -13,6 +13,7 @@
 
 #include "host/Log.h"
 #include "server/Server.h"
+#include "tests/server/ServerTestSupport.h"
 #include "tests/server/WbemcliRunner.h"
 
 using kest::server::Server;
@@ -208,6 +209,38 @@ TEST(InteropServerTest, AServerWithoutAnInteropNamespaceHasNoInteropSchema) {
   EXPECT_TRUE(discovered.server().description().interopNameSpace.isNull());
   const WbemcliRun run = discovered.wbemcli({"gc", "URL/root/cimv2:CIM_ObjectManager"});
   EXPECT_TRUE(contains(run.err, "(6) CIM_ERR_NOT_FOUND")) << run.err;
+}
+
+TEST(InteropServerTest, AProviderRegistersAProfileOfItsOwnWithMofInstances) {
+  kest::server::testing::TemporaryFolder folder;
+  ServerSettings settings;
+  settings.mofFiles = {folder.write("profile.mof", R"(
+#pragma namespace("root/interop")
+instance of CIM_RegisteredProfile as $shelves {
+  InstanceID = "test:Shelves:1.0";
+  RegisteredOrganization = 1;
+  OtherRegisteredOrganization = "test";
+  RegisteredName = "Shelves";
+  RegisteredVersion = "1.0";
+};
+instance of CIM_ReferencedProfile {
+  Antecedent = $shelves;
+  Dependent = "CIM_RegisteredProfile.InstanceID=\"KEST:SNIA:Server:1.1.0\"";
+};
+)")};
+  DiscoveredServer discovered(settings);
+  const WbemcliRun profiles = discovered.wbemcli({"ein", "URL/root/interop:CIM_RegisteredProfile"});
+  ASSERT_EQ(profiles.exitCode, 0) << profiles.err;
+  EXPECT_EQ(lines(profiles.out), 3u) << profiles.out;
+  EXPECT_TRUE(contains(profiles.out, "test:Shelves:1.0")) << profiles.out;
+  // The Server profile, served by the interop provider, references both the
+  // profile it registers itself and the compiled one.
+  const WbemcliRun referenced =
+      discovered.wbemcli({"ain", "-ac", "CIM_ReferencedProfile", kServerProfile});
+  ASSERT_EQ(referenced.exitCode, 0) << referenced.err;
+  EXPECT_EQ(lines(referenced.out), 2u) << referenced.out;
+  EXPECT_TRUE(contains(referenced.out, "test:Shelves:1.0")) << referenced.out;
+  EXPECT_TRUE(contains(referenced.out, "Profile Registration")) << referenced.out;
 }
 
 TEST(InteropServerTest, TheFullDmtfSchemaInTheInteropNamespaceReplacesTheBuiltInClasses) {

@@ -13,14 +13,14 @@
 #include "server/Server.h"
 #include "tests/server/HttpTestSupport.h"
 #include "tests/server/ServerTestSupport.h"
+#include "tests/server/WbemcliRunner.h"
 
 using kest::server::Server;
 using kest::server::ServerSettings;
-using kest::server::testing::dtdErrors;
-using kest::server::testing::HttpResponse;
 using kest::server::testing::RecordingProxy;
-using kest::server::testing::runProgram;
+using kest::server::testing::runWbemcli;
 using kest::server::testing::TemporaryFolder;
+using kest::server::testing::WbemcliRun;
 
 namespace {
 
@@ -46,21 +46,6 @@ instance of CIM_RegisteredProfile {
 };
 )";
 
-// What one wbemcli run printed, with the server's address written HOST.
-struct WbemcliRun {
-  std::string out;
-  std::string err;
-  int exitCode = -1;
-};
-
-std::string replaced(std::string text, const std::string& from, const std::string& to) {
-  for (std::size_t at = text.find(from); at != std::string::npos;
-       at = text.find(from, at + to.size())) {
-    text.replace(at, from.size(), to);
-  }
-  return text;
-}
-
 class StaticInstancesWbemcliTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
@@ -80,21 +65,9 @@ class StaticInstancesWbemcliTest : public ::testing::Test {
     delete _capture;
   }
 
-  // Runs wbemcli with args; "URL" at the start of an argument is the
-  // server's URL. Every successful response must validate against the DTD.
-  static WbemcliRun wbemcli(std::vector<std::string> args) {
-    const std::string address = "127.0.0.1:" + std::to_string(_proxy->port());
-    std::vector<std::string> argv{"wbemcli"};
-    for (const std::string& arg : args) {
-      argv.push_back(arg.rfind("URL", 0) == 0 ? "http://" + address + arg.substr(3) : arg);
-    }
-    const kest::server::testing::ProgramResult result = runProgram(argv);
-    for (const HttpResponse& response : _proxy->takeResponses()) {
-      if (response.status == 200) {
-        EXPECT_EQ(dtdErrors(response.body), "") << response.body;
-      }
-    }
-    return WbemcliRun{replaced(result.output, address, "HOST"), result.errors, result.exitCode};
+  // Runs wbemcli with args (see runWbemcli).
+  static WbemcliRun wbemcli(const std::vector<std::string>& args) {
+    return runWbemcli(*_proxy, args);
   }
 
   static TOVScopedLogCapture* _capture;

@@ -112,6 +112,16 @@ HeadVerdict checkRequestHead(const beast_http::request_header<>& head, const Hea
   if (target.substr(0, target.find('?')) != "/cimom") {
     return refused(404, "", "not found: CIM operations go to /cimom");
   }
+  // A multiple request is refused here, before its body is read, when its
+  // CIMBatch header announces it; one without the header (or with CIMMethod
+  // and CIMObject headers it should not carry) is refused by the parser,
+  // which finds MULTIREQ in the body before CimService compares those headers
+  // with the request. Either way the client learns that multiple requests are
+  // not supported rather than that its headers are wrong.
+  if (head.find(accepted.headerPrefix + "CIMBatch") != head.end()) {
+    return refused(501, "multiple-requests-unsupported",
+                   "multiple requests in one message are not supported");
+  }
   const std::string conflict = conflictingHeader(head, accepted.headerPrefix);
   if (!conflict.empty()) {
     return refused(400, "header-mismatch",

@@ -45,6 +45,7 @@ using HeadVerdict = std::variant<AcceptedHead, RefusedHead>;
 //   an M-POST without a Man header for the CIM
 //   mapping (and its ns prefix)                   510;
 //   a path other than /cimom (a query ignored)    404;
+//   a CIMBatch header (a multiple request)        501 multiple-requests-unsupported;
 //   CIMOperation, CIMMethod or CIMObject given
 //   twice with different values                   400 header-mismatch.
 // Stateless; any thread. Credentials are compared in constant time.

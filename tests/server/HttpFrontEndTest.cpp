@@ -31,6 +31,8 @@ using kest::server::testing::HttpFrontEndTest;
 using kest::server::testing::HttpResponse;
 using kest::server::testing::instanceNameXml;
 using kest::server::testing::intrinsicCall;
+using kest::server::testing::localNameSpacePath;
+using kest::server::testing::multipleRequestMessage;
 using kest::server::testing::parameter;
 using kest::server::testing::RawConnection;
 using kest::server::testing::runProgram;
@@ -151,6 +153,28 @@ TEST_F(HttpFrontEndTest, CimHeaderProblemsGetTheirCimError) {
   future.replace(future.find("CIMProtocolVersion: 1.0"), 23, "CIMProtocolVersion: 3.0");
   expectRefusal(exchange(future), 501, "unsupported-protocol-version",
                 "kest-server: CIMProtocolVersion");
+}
+
+TEST_F(HttpFrontEndTest, MultipleRequestsGet501WithOrWithoutCimBatch) {
+  start();
+  const std::string call = "<IMETHODCALL NAME=\"EnumerateClassNames\">" +
+                           localNameSpacePath("root/cimv2") + "</IMETHODCALL>";
+  const std::string body = multipleRequestMessage({call, call});
+  const auto post = [&](const std::string& cimHeaders) {
+    return exchange(
+        "POST /cimom HTTP/1.1\r\nHost: x\r\nCIMProtocolVersion: 1.0\r\n"
+        "CIMOperation: MethodCall\r\n" +
+        cimHeaders + "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
+  };
+  // As a client announces a multiple request: CIMBatch, no CIMMethod or CIMObject.
+  expectRefusal(post("CIMBatch:\r\n"), 501, "multiple-requests-unsupported",
+                "kest-server: multiple requests in one message are not supported");
+  // Without the announcement the body tells, whatever CIM headers come with it.
+  expectRefusal(post(""), 501, "multiple-requests-unsupported",
+                "kest-server: multiple requests in one message are not supported");
+  expectRefusal(post("CIMMethod: EnumerateClassNames\r\nCIMObject: root%2Fcimv2\r\n"), 501,
+                "multiple-requests-unsupported",
+                "kest-server: multiple requests in one message are not supported");
 }
 
 TEST_F(HttpFrontEndTest, OtherPathsAndMethodsAreRefused) {

@@ -146,17 +146,20 @@ CimResponse CimService::handle(const CimHttpRequest& http) const {
                        "CIMProtocolVersion " + *version + " is not supported");
     }
   }
-  const std::optional<std::string> method = http.header("CIMMethod");
-  const std::optional<std::string> object = http.header("CIMObject");
-  if (!method) return rejection(400, "header-mismatch", "the request has no CIMMethod header");
-  if (!object) return rejection(400, "header-mismatch", "the request has no CIMObject header");
-
+  // The body is parsed before CIMMethod and CIMObject are looked at: a
+  // multiple request carries neither, and the parser refuses its MULTIREQ
+  // with 501 multiple-requests-unsupported, which tells the client more than
+  // a missing header would.
   ParsedRequest parsed;
   try {
     parsed = _parser.parse(http.body);
   } catch (const RequestRejected& rejected) {
     return rejection(rejected.httpStatus(), rejected.cimError(), rejected.detail());
   }
+  const std::optional<std::string> method = http.header("CIMMethod");
+  const std::optional<std::string> object = http.header("CIMObject");
+  if (!method) return rejection(400, "header-mismatch", "the request has no CIMMethod header");
+  if (!object) return rejection(400, "header-mismatch", "the request has no CIMObject header");
   if (!ascii::equalsIgnoreCase(percentDecoded(*method), parsed.methodName)) {
     return rejection(400, "header-mismatch",
                      "CIMMethod " + *method + " does not match the method " + parsed.methodName);

@@ -49,10 +49,12 @@ struct CimResponse {
 //
 //   CIMOperation missing or not MethodCall   400, unsupported-operation;
 //   CIMProtocolVersion not 1.x               501, unsupported-protocol-version;
+//   a body the parser refuses (a MULTIREQ
+//   among them: 501 multiple-requests-
+//   unsupported)                             its status and CIMError;
 //   CIMMethod missing or not the method named in the body, or CIMObject
 //   missing or not the namespace (and, for a method call, the class) of the
-//   body                                     400, header-mismatch;
-//   a body the parser refuses                its status and CIMError.
+//   body                                     400, header-mismatch.
 // Errors of the operation itself (routing, parameters, anything a provider
 // throws; see errorFromCurrentException) are CIM errors inside a 200
 // response: the ERROR element when nothing of the result has been sent yet,

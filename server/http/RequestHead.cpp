@@ -5,6 +5,7 @@
 
 #include "host/Ascii.h"
 #include "server/CimService.h"
+#include "server/Operations.h"
 #include "server/xml/Text.h"
 
 namespace kest::server::http {
@@ -41,7 +42,37 @@ std::string conflictingHeader(const beast_http::request_header<>& head, const st
   return std::string();
 }
 
+// The CIMSupportedFunctionalGroups names of the functional profiles.
+constexpr std::pair<std::string_view, std::string_view> kFunctionalGroups[] = {
+    {"Basic Read", "basic-read"},
+    {"Basic Write", "basic-write"},
+    {"Schema Manipulation", "schema-manipulation"},
+    {"Instance Manipulation", "instance-manipulation"},
+    {"Qualifier Declaration", "qualifier-declaration"},
+    {"Association Traversal", "association-traversal"},
+    {"Query Execution", "query-execution"},
+};
+
+std::string supportedFunctionalGroups() {
+  std::string groups;
+  for (const TOVString& profile : supportedFunctionalProfiles()) {
+    for (const auto& [name, group] : kFunctionalGroups) {
+      if (profile.view() != name) continue;
+      if (!groups.empty()) groups += ", ";
+      groups += group;
+    }
+  }
+  return groups;
+}
+
 }  // namespace
+
+std::vector<std::pair<std::string, std::string>> capabilityHeaders() {
+  static const std::string kGroups = supportedFunctionalGroups();
+  return {{"CIMProtocolVersion", "1.0"},
+          {"CIMSupportedFunctionalGroups", kGroups},
+          {"CIMValidation", "loosely-validating"}};
+}
 
 bool basicCredentialsMatch(std::string_view authorization, std::string_view expected) {
   if (authorization.size() < 6 || !ascii::equalsIgnoreCase(authorization.substr(0, 6), "basic ")) {
@@ -103,14 +134,30 @@ HeadVerdict checkRequestHead(const beast_http::request_header<>& head, const Hea
     if (accepted.headerPrefix.empty()) {
       return refused(510, "", "an M-POST needs a Man header for " + std::string(kCimMapping));
     }
+  } else if (head.method() == beast_http::verb::options) {
+    const std::string_view target = view(head.target());
+    if (target != "*" && target.substr(0, target.find('?')) != "/cimom") {
+      return refused(404, "", "not found: the server's capabilities are asked of /cimom or *");
+    }
+    return DiscoveryHead{capabilityHeaders()};
   } else if (head.method() != beast_http::verb::post) {
-    RefusedHead refusal = refused(405, "", "method not allowed: use POST or M-POST");
-    refusal.headers.emplace_back("Allow", "POST, M-POST");
+    RefusedHead refusal = refused(405, "", "method not allowed: use POST, M-POST or OPTIONS");
+    refusal.headers.emplace_back("Allow", "POST, M-POST, OPTIONS");
     return refusal;
   }
   const std::string_view target = view(head.target());
   if (target.substr(0, target.find('?')) != "/cimom") {
     return refused(404, "", "not found: CIM operations go to /cimom");
+  }
+  // A multiple request is refused here, before its body is read, when its
+  // CIMBatch header announces it; one without the header (or with CIMMethod
+  // and CIMObject headers it should not carry) is refused by the parser,
+  // which finds MULTIREQ in the body before CimService compares those headers
+  // with the request. Either way the client learns that multiple requests are
+  // not supported rather than that its headers are wrong.
+  if (head.find(accepted.headerPrefix + "CIMBatch") != head.end()) {
+    return refused(501, "multiple-requests-unsupported",
+                   "multiple requests in one message are not supported");
   }
   const std::string conflict = conflictingHeader(head, accepted.headerPrefix);
   if (!conflict.empty()) {

@@ -35,21 +35,41 @@ struct RefusedHead {
   std::vector<std::pair<std::string, std::string>> headers;
 };
 
-using HeadVerdict = std::variant<AcceptedHead, RefusedHead>;
+// An OPTIONS request for the server's capabilities: answered at once with
+// 200, these headers and no body.
+struct DiscoveryHead {
+  std::vector<std::pair<std::string, std::string>> headers;
+};
+
+using HeadVerdict = std::variant<AcceptedHead, RefusedHead, DiscoveryHead>;
 
 // Checks a request head, in this order:
 //   request line longer than maxLineSize          414;
 //   a header line longer than maxLineSize         431;
 //   credentials required and not given exactly    401 with WWW-Authenticate;
-//   a method other than POST and M-POST           405 with Allow;
+//   OPTIONS to /cimom or *                        DiscoveryHead with capabilityHeaders();
+//   OPTIONS to another path                       404;
+//   a method other than POST, M-POST and OPTIONS  405 with Allow;
 //   an M-POST without a Man header for the CIM
 //   mapping (and its ns prefix)                   510;
 //   a path other than /cimom (a query ignored)    404;
+//   a CIMBatch header (a multiple request)        501 multiple-requests-unsupported;
 //   CIMOperation, CIMMethod or CIMObject given
 //   twice with different values                   400 header-mismatch.
+// OPTIONS needs the same credentials as an operation: what the server
+// supports is told only to those who may use it.
 // Stateless; any thread. Credentials are compared in constant time.
 HeadVerdict checkRequestHead(const boost::beast::http::request_header<>& head,
                              const HeadRules& rules);
+
+// The headers of the answer to OPTIONS: CIMProtocolVersion (1.0, the
+// version every response message states), CIMSupportedFunctionalGroups (the
+// groups the header can name among supportedFunctionalProfiles(); the
+// pulled operations have none there) and CIMValidation (loosely-validating:
+// a request is checked as it is read, not against the whole DTD). Multiple
+// operations and query languages are not supported, so neither
+// CIMSupportsMultipleOperations nor CIMSupportedQueryLanguages is sent.
+std::vector<std::pair<std::string, std::string>> capabilityHeaders();
 
 // True when an Authorization header carries exactly "user:password" with
 // HTTP Basic. Takes the same time whatever the credentials given.

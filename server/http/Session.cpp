@@ -359,6 +359,9 @@ class Session : public ConnectionControl, public std::enable_shared_from_this<Se
                                         refused->detail, refused->headers, true),
                            true);
     }
+    if (auto* discovery = std::get_if<DiscoveryHead>(&verdict)) {
+      return answerDiscovery(std::move(discovery->headers));
+    }
     _head = std::get<AcceptedHead>(std::move(verdict));
     if (_parser->is_done()) return dispatch();
     if (_head.expectsContinue) {
@@ -374,6 +377,17 @@ class Session : public ConnectionControl, public std::enable_shared_from_this<Se
       return;
     }
     readBody();
+  }
+
+  // Answers OPTIONS with the server's capabilities. The connection stays
+  // open only when nothing of the request is left unread and the client keeps
+  // HTTP/1.1 connections alive.
+  void answerDiscovery(Headers headers) {
+    const auto& request = _parser->get();
+    const bool close = !_parser->is_done() || !request.keep_alive() || request.version() < 11;
+    headers.emplace_back("Content-Length", "0");
+    if (close) headers.emplace_back("Connection", "close");
+    writeComplete(responseHead(200, headers), close);
   }
 
   void readBody() {

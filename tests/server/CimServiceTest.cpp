@@ -31,7 +31,9 @@ using kest::server::testing::dtdErrors;
 using kest::server::testing::instanceNameXml;
 using kest::server::testing::intrinsicCall;
 using kest::server::testing::KeyText;
+using kest::server::testing::localNameSpacePath;
 using kest::server::testing::methodCall;
+using kest::server::testing::multipleRequestMessage;
 using kest::server::testing::parameter;
 
 namespace {
@@ -541,6 +543,23 @@ TEST_F(CimServiceTest, CimHeadersAreChecked) {
                      {"CIMMethod", "enumerateclassnames"},
                      {"CIMObject", "ROOT%2FCIMV2"}}),
             "200 : ");
+}
+
+TEST_F(CimServiceTest, AMultipleRequestGets501WhateverCimHeadersItCarries) {
+  const std::string call = "<IMETHODCALL NAME=\"EnumerateClassNames\">" +
+                           localNameSpacePath("root/cimv2") + "</IMETHODCALL>";
+  const std::string body = multipleRequestMessage({call, call});
+  const auto refusal = [&](std::map<std::string, std::string> headers) {
+    const Answer answer = askWith(headers, body);
+    return std::to_string(answer.status) + " " + answer.cimError;
+  };
+  // What a client sends with a multiple request: no CIMMethod, no CIMObject.
+  EXPECT_EQ(refusal({{"CIMOperation", "MethodCall"}, {"CIMProtocolVersion", "1.0"}}),
+            "501 multiple-requests-unsupported");
+  EXPECT_EQ(refusal({{"CIMOperation", "MethodCall"},
+                     {"CIMMethod", "EnumerateClassNames"},
+                     {"CIMObject", "root/cimv2"}}),
+            "501 multiple-requests-unsupported");
 }
 
 TEST_F(CimServiceTest, MethodCallObjectHeaderMustNameTheNamespaceAndClass) {

@@ -81,10 +81,24 @@ std::string dtdErrors(const std::string& xml) {
                                : result.output;
 }
 
-std::string requestMessage(const std::string& call) {
+namespace {
+
+std::string message(const std::string& content) {
   return "<?xml version=\"1.0\" encoding=\"utf-8\" ?>\n<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\">"
-         "<MESSAGE ID=\"4711\" PROTOCOLVERSION=\"1.0\"><SIMPLEREQ>" +
-         call + "</SIMPLEREQ></MESSAGE></CIM>";
+         "<MESSAGE ID=\"4711\" PROTOCOLVERSION=\"1.0\">" +
+         content + "</MESSAGE></CIM>";
+}
+
+}  // namespace
+
+std::string requestMessage(const std::string& call) {
+  return message("<SIMPLEREQ>" + call + "</SIMPLEREQ>");
+}
+
+std::string multipleRequestMessage(const std::vector<std::string>& calls) {
+  std::string requests;
+  for (const std::string& call : calls) requests += "<SIMPLEREQ>" + call + "</SIMPLEREQ>";
+  return message("<MULTIREQ>" + requests + "</MULTIREQ>");
 }
 
 std::string localNameSpacePath(const std::string& nameSpace) {

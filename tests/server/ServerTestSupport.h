@@ -36,6 +36,8 @@ std::string dtdErrors(const std::string& xml);
 
 // Builders of CIM-XML request messages (what a client sends).
 //   requestMessage: the whole message around one IMETHODCALL or METHODCALL;
+//   multipleRequestMessage: the whole message around a MULTIREQ of the
+//     calls, each in its SIMPLEREQ;
 //   intrinsicCall: an IMETHODCALL of method in nameSpace with parameters;
 //   methodCall: a METHODCALL of method on the object named by instanceName
 //     (an INSTANCENAME element) in nameSpace;
@@ -48,6 +50,7 @@ struct KeyText {
   std::string text;
 };
 std::string requestMessage(const std::string& call);
+std::string multipleRequestMessage(const std::vector<std::string>& calls);
 std::string intrinsicCall(const std::string& method, const std::string& parameters,
                           const std::string& nameSpace = "root/cimv2");
 std::string methodCall(const std::string& method, const std::string& instanceName,

@@ -1,14 +1,20 @@
 #include "server/http/RequestHead.h"
 
+#include "server/Operations.h"
+
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <string>
 #include <utility>
 #include <vector>
 
+using kest::server::supportedFunctionalProfiles;
 using kest::server::http::AcceptedHead;
 using kest::server::http::basicCredentialsMatch;
+using kest::server::http::capabilityHeaders;
 using kest::server::http::checkRequestHead;
+using kest::server::http::DiscoveryHead;
 using kest::server::http::extensionPrefix;
 using kest::server::http::HeadRules;
 using kest::server::http::RefusedHead;
@@ -22,7 +28,7 @@ struct HeadCase {
   std::string method;
   std::string target;
   std::vector<std::pair<std::string, std::string>> fields;
-  int status;  // 0: accepted
+  int status;  // 0: accepted; 200: answered as an OPTIONS request
   std::string cimError;
   std::string detail;
 };
@@ -52,9 +58,10 @@ class RequestHeadTest : public ::testing::TestWithParam<HeadCase> {};
 TEST_P(RequestHeadTest, IsAcceptedOrRefusedAsHttpAndDsp0200Say) {
   const HeadCase& test = GetParam();
   const auto verdict = checkRequestHead(head(test), rules());
-  if (test.status == 0) {
-    EXPECT_TRUE(std::holds_alternative<AcceptedHead>(verdict))
-        << std::get<RefusedHead>(verdict).detail;
+  if (test.status == 0 || test.status == 200) {
+    const auto* refused = std::get_if<RefusedHead>(&verdict);
+    ASSERT_EQ(refused, nullptr) << refused->detail;
+    EXPECT_EQ(std::holds_alternative<DiscoveryHead>(verdict), test.status == 200);
     return;
   }
   ASSERT_TRUE(std::holds_alternative<RefusedHead>(verdict));
@@ -99,7 +106,25 @@ INSTANTIATE_TEST_SUITE_P(
                  {kAuthorized},
                  405,
                  "",
-                 "method not allowed: use POST or M-POST"},
+                 "method not allowed: use POST, M-POST or OPTIONS"},
+        HeadCase{"Delete",
+                 "DELETE",
+                 "/cimom",
+                 {kAuthorized},
+                 405,
+                 "",
+                 "method not allowed: use POST, M-POST or OPTIONS"},
+        HeadCase{"OptionsOfCimom", "OPTIONS", "/cimom", {kAuthorized}, 200, "", ""},
+        HeadCase{"OptionsOfTheServer", "OPTIONS", "*", {kAuthorized}, 200, "", ""},
+        HeadCase{
+            "OptionsWithoutCredentials", "OPTIONS", "*", {}, 401, "", "authentication required"},
+        HeadCase{"OptionsElsewhere",
+                 "OPTIONS",
+                 "/other",
+                 {kAuthorized},
+                 404,
+                 "",
+                 "not found: the server's capabilities are asked of /cimom or *"},
         HeadCase{"OtherPath",
                  "POST",
                  "/other",
@@ -118,6 +143,38 @@ INSTANTIATE_TEST_SUITE_P(
                  "M-POST",
                  "/cimom",
                  {kAuthorized, {"Man", "http://www.dmtf.org/cim/mapping/http/v1.0 ; ns=73"}},
+                 0,
+                 "",
+                 ""},
+        HeadCase{"MultipleRequest",
+                 "POST",
+                 "/cimom",
+                 {kAuthorized, {"CIMOperation", "MethodCall"}, {"CIMBatch", ""}},
+                 501,
+                 "multiple-requests-unsupported",
+                 "multiple requests in one message are not supported"},
+        HeadCase{"MultipleRequestWithConflictingHeaders",
+                 "POST",
+                 "/cimom",
+                 {kAuthorized, {"CIMBatch", ""}, {"CIMMethod", "A"}, {"CIMMethod", "B"}},
+                 501,
+                 "multiple-requests-unsupported",
+                 "multiple requests in one message are not supported"},
+        HeadCase{"ExtendedMultipleRequest",
+                 "M-POST",
+                 "/cimom",
+                 {kAuthorized,
+                  {"Man", "http://www.dmtf.org/cim/mapping/http/v1.0 ; ns=73"},
+                  {"73-CIMBatch", ""}},
+                 501,
+                 "multiple-requests-unsupported",
+                 "multiple requests in one message are not supported"},
+        HeadCase{"ExtendedPostWithUnprefixedBatch",
+                 "M-POST",
+                 "/cimom",
+                 {kAuthorized,
+                  {"Man", "http://www.dmtf.org/cim/mapping/http/v1.0 ; ns=73"},
+                  {"CIMBatch", ""}},
                  0,
                  "",
                  ""},
@@ -175,11 +232,35 @@ TEST(RequestHeadDetailsTest, RefusalsCarryTheHeadersTheirStatusNeeds) {
   HeadCase get{"", "GET", "/cimom", {}, 0, "", ""};
   const auto refusedGet = std::get<RefusedHead>(checkRequestHead(head(get), HeadRules()));
   EXPECT_EQ(refusedGet.headers,
-            (std::vector<std::pair<std::string, std::string>>{{"Allow", "POST, M-POST"}}));
+            (std::vector<std::pair<std::string, std::string>>{{"Allow", "POST, M-POST, OPTIONS"}}));
   HeadCase post{"", "POST", "/cimom", {}, 0, "", ""};
   const auto refusedPost = std::get<RefusedHead>(checkRequestHead(head(post), rules()));
   EXPECT_EQ(refusedPost.headers, (std::vector<std::pair<std::string, std::string>>{
                                      {"WWW-Authenticate", "Basic realm=\"kest-server\""}}));
+}
+
+TEST(RequestHeadDetailsTest, OptionsIsAnsweredWithTheCapabilityHeaders) {
+  HeadCase options{"", "OPTIONS", "/cimom", {}, 0, "", ""};
+  const auto verdict = checkRequestHead(head(options), HeadRules());
+  ASSERT_TRUE(std::holds_alternative<DiscoveryHead>(verdict));
+  EXPECT_EQ(std::get<DiscoveryHead>(verdict).headers, capabilityHeaders());
+}
+
+TEST(RequestHeadDetailsTest, CapabilityHeadersNameTheFunctionalGroupsOfTheSupportedProfiles) {
+  // A group is its profile's name in lower case with hyphens for spaces; the
+  // pulled operations' profiles have no group the header can name.
+  std::string groups;
+  for (const TOVString& profile : supportedFunctionalProfiles()) {
+    std::string name = profile.toStdString();
+    if (name.rfind("Pulled", 0) == 0) continue;
+    for (char& c : name) c = c == ' ' ? '-' : static_cast<char>(std::tolower(c));
+    groups += (groups.empty() ? "" : ", ") + name;
+  }
+  ASSERT_EQ(groups.rfind("basic-read", 0), 0U) << groups;
+  EXPECT_EQ(capabilityHeaders(), (std::vector<std::pair<std::string, std::string>>{
+                                     {"CIMProtocolVersion", "1.0"},
+                                     {"CIMSupportedFunctionalGroups", groups},
+                                     {"CIMValidation", "loosely-validating"}}));
 }
 
 TEST(RequestHeadDetailsTest, BasicCredentialsMatchOnlyExactly) {

@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -12,6 +13,7 @@
 #include "host/Repository.h"
 #include "server/CimError.h"
 #include "server/Logging.h"
+#include "server/MethodCheck.h"
 #include "server/RequestParser.h"
 #include "server/repository/ClassDefinition.h"
 
@@ -239,50 +241,19 @@ void writeResults(CimXmlWriter& writer, const CimRequest& request, const Dispatc
   writer.end();
 }
 
-// A method result with the type its method declares (a scalar or an array of
-// an intrinsic type), converted through its text; value itself when it has
-// that type already, when nothing (or a reference or embedded object) is
-// declared, and when it does not convert (logged, naming what).
+// A method result of a class known only by name, with the type a method it
+// inherits declares (see valueOfDeclaredType); value itself, logged, when it
+// does not convert.
 TOVSmrPtr<ITovaValue> withDeclaredType(const TOVSmrPtr<ITovaValue>& value,
                                        const TOVSmrPtr<ITovaType>& declared,
                                        const TOVString& what) {
   if (!declared || !value || value->isNullValue()) return value;
-  const TOVSmrPtr<ITovaType> actual = value->getType();
-  const CimTypeCode code = CTovaType::codeOf(*declared);
-  if (!actual || declared->isReference() || declared->isObject() ||
-      code == CimTypeCode::Reference || code == CimTypeCode::Object ||
-      actual->isArray() != declared->isArray() || actual->isReference() || actual->isObject()) {
-    return value;
-  }
-  if (CTovaType::codeOf(*actual) == code) return value;
-  auto converted = [&](const ITovaValue& scalar) {
-    return scalarFromText(scalar.getAsString().toStdString(), code);
-  };
-  TOVSmrPtr<ITovaValue> result;
-  if (declared->isArray()) {
-    const TOVSmrPtr<TOVValSlist<TOVSmrPtr<ITovaValue>>> elements = value->getArray();
-    TOVSmrPtr<TOVValSlist<TOVSmrPtr<ITovaValue>>> typed(new TOVValSlist<TOVSmrPtr<ITovaValue>>());
-    bool ok = static_cast<bool>(elements);
-    for (std::size_t i = 0; ok && i < elements->entries(); ++i) {
-      const TOVSmrPtr<ITovaValue>& element = elements->at(i);
-      if (!element || element->isNullValue()) {
-        typed->append(CTovaValue::nullOf(CTovaType::scalar(code)));
-        continue;
-      }
-      const TOVSmrPtr<ITovaValue> one = converted(*element);
-      ok = static_cast<bool>(one);
-      if (ok) typed->append(one);
-    }
-    if (ok) result = TOVSmrPtr<ITovaValue>(new CTovaValue(CTovaType::arrayOf(code), typed));
-  } else {
-    result = converted(*value);
-  }
-  if (!result) {
-    logWarning(what + " does not convert to the declared type " +
-               TOVString(CTovaType::codeName(code)) + "; sent as the provider made it");
-    return value;
-  }
-  return result;
+  const TOVSmrPtr<ITovaValue> typed = valueOfDeclaredType(value, declared);
+  if (typed) return typed;
+  logWarning(what + " does not convert to the declared type " +
+             TOVString(CTovaType::codeName(CTovaType::codeOf(*declared))) +
+             "; sent as the provider made it");
+  return value;
 }
 
 // Writes an object of a list result, or logs why it cannot: as
@@ -392,6 +363,10 @@ Dispatcher::Route Dispatcher::route(const CimRequest& request) const {
       if (provider == nullptr) {
         throw CimError(CIM_ERR_INVALID_CLASS,
                        "No provider serves the class " + request.className.toStdString() + where);
+      }
+      if (request.operation == CimOperation::MethodCall) {
+        const kest::repository::ClassPointer cls = _catalog.find(ns, request.className);
+        if (cls && cls->defined) MethodCheck::declared(*cls, TOVString(request.methodName));
       }
       return Route{Target{provider, request.className}};
     }
@@ -672,34 +647,43 @@ void Dispatcher::methodCall(const CimRequest& request, const Route& route,
                             CimXmlWriter& writer) const {
   const Target& target = route.at(0);
   kest::IProvider& provider = target.provider->provider();
+  const kest::repository::ClassPointer cls = _catalog.find(request.nameSpace, request.className);
+  const TOVString methodName(request.methodName);
+  std::optional<MethodCheck> check;
+  if (cls && cls->defined) check.emplace(MethodCheck::declared(*cls, methodName));
+  const kest::IProvider::ParameterList in =
+      check ? check->input(request.inParameters) : request.inParameters;
   const kest::IProvider::ParameterList out(new TOVValSlist<TOVParameter>());
   TOVSmrPtr<ITovaValue> returnValue;
   {
     TransactionScope scope(provider, request.methodName);
-    returnValue = provider.executeMethod(request.nameSpace, request.instanceName,
-                                         TOVString(request.methodName), request.inParameters, out,
-                                         scope.transaction());
+    returnValue = provider.executeMethod(request.nameSpace, request.instanceName, methodName, in,
+                                         out, scope.transaction());
   }
-  const kest::repository::ClassPointer cls = _catalog.find(request.nameSpace, request.className);
-  const kest::repository::Method* method =
-      cls ? cls->findMethod(TOVString(request.methodName)) : nullptr;
-  const TOVString where = TOVString(request.methodName);
-  if (method != nullptr) {
-    returnValue = withDeclaredType(returnValue, method->returnType.hostType(),
-                                   "The return value of " + where);
+  // Every result is typed (or refused) before any of them is written.
+  const kest::repository::Method* inherited = cls && !check ? cls->findMethod(methodName) : nullptr;
+  if (check) {
+    returnValue = check->returnValue(returnValue);
+  } else if (inherited != nullptr) {
+    returnValue = withDeclaredType(returnValue, inherited->returnType.hostType(),
+                                   "The return value of " + methodName);
   }
-  if (returnValue) writer.returnValue(*returnValue);
+  std::vector<std::pair<TOVString, TOVSmrPtr<ITovaValue>>> outputs;
   for (const TOVParameter& parameter : *out) {
     if (!parameter) continue;
+    const TOVString name = parameter->getName();
     TOVSmrPtr<ITovaValue> value = parameter->getValue();
-    const kest::repository::Parameter* declared =
-        method != nullptr ? method->findParameter(parameter->getName()) : nullptr;
-    if (declared != nullptr) {
+    if (check) {
+      value = check->output(name, value);
+    } else if (const kest::repository::Parameter* declared =
+                   inherited != nullptr ? inherited->findParameter(name) : nullptr) {
       value = withDeclaredType(value, declared->hostType(),
-                               "The output parameter " + parameter->getName() + " of " + where);
+                               "The output parameter " + name + " of " + methodName);
     }
-    if (value) writer.paramValue(parameter->getName(), *value);
+    if (value) outputs.emplace_back(name, value);
   }
+  if (returnValue) writer.returnValue(*returnValue);
+  for (const auto& [name, value] : outputs) writer.paramValue(name, *value);
 }
 
 void Dispatcher::classOperation(const CimRequest& request, const Route&,

@@ -76,10 +76,18 @@ class UndeclaredPropertyLog {
 // classes known only by name. IncludeQualifiers adds class qualifiers only
 // (instances carry none). Instances are checked against the full definition
 // of their class when the catalog has one: properties it does not declare
-// are logged (UndeclaredPropertyLog) and still sent. A method call's return
-// value and output parameters take the type the method declares when the
-// provider's value has another type that converts (a string "5" for a
-// uint32); a value that does not convert is sent as it is and logged. Every
+// are logged (UndeclaredPropertyLog) and still sent. Method calls on a
+// class with a full definition are held against the method it declares
+// (MethodCheck): route() refuses a method the class does not declare
+// (CIM_ERR_METHOD_NOT_FOUND); run() refuses input parameters that do not fit
+// the declaration (CIM_ERR_INVALID_PARAMETER) before the provider is
+// called, passes converted values on, answers a provider that returns no
+// value CIM_ERR_METHOD_NOT_AVAILABLE and one whose results do not convert
+// to the declared types CIM_ERR_FAILED (logged), and writes nothing before
+// every result is typed. For a class known only by name the provider gets
+// the parameters as sent, and results take the types of a method the class
+// inherits when they convert (a string "5" for a uint32); a value that does
+// not convert is sent as it is and logged. Every
 // provider call is bracketed by startTransaction/endTransaction with a
 // transaction of its own. Whatever a provider throws leaves run() unchanged.
 //

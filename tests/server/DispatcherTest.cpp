@@ -13,8 +13,10 @@
 #include <vector>
 
 #include "host/ActualParameter.h"
+#include "host/CimType.h"
 #include "host/Exception.h"
 #include "host/InstanceName.h"
+#include "host/List.h"
 #include "host/Log.h"
 #include "host/Object.h"
 #include "host/Property.h"
@@ -443,6 +445,221 @@ TEST_F(DispatcherTest, AMethodResultTakesTheTypeTheMethodDeclares) {
             std::string::npos)
       << text;
   EXPECT_EQ(dtdErrors(text), "");
+}
+
+// --- method calls checked against the declaration ---------------------------------
+
+namespace {
+
+const char* const kWidgetMethods =
+    "class Test_Widget {\n"
+    "  [Key] string Name;\n"
+    "  uint32 Reset([In] uint32 Count, [In] string Label, [In] uint8 Levels[],\n"
+    "               [In] Test_Widget REF Peer, [In(false), Out] uint16 Tries,\n"
+    "               [In, EmbeddedObject] string Blob);\n"
+    "  uint32 Start([In, Required] uint32 Delay, [In] string Note);\n"
+    "};\n";
+
+TOVSmrPtr<ITovaValue> text(const char* text) { return TOVSmrPtr<ITovaValue>(new CTovaValue(text)); }
+TOVSmrPtr<ITovaValue> arrayOf(CimTypeCode code, std::vector<TOVSmrPtr<ITovaValue>> elements) {
+  TOVSmrPtr<TOVValSlist<TOVSmrPtr<ITovaValue>>> list(new TOVValSlist<TOVSmrPtr<ITovaValue>>());
+  for (const TOVSmrPtr<ITovaValue>& element : elements) list->append(element);
+  return TOVSmrPtr<ITovaValue>(new CTovaValue(CTovaType::arrayOf(code), list));
+}
+TOVParameter param(const char* name, const TOVSmrPtr<ITovaValue>& value) {
+  return TOVParameter(new CTovaActualParameter(name, value));
+}
+
+CimRequest widgetCall(const char* methodName, std::vector<TOVParameter> parameters = {}) {
+  CimRequest request = requestFor(CimOperation::MethodCall, methodName, "Test_Widget");
+  request.instanceName = nameOf("Test_Widget", "w1");
+  request.inParameters = kest::IProvider::ParameterList(new TOVValSlist<TOVParameter>());
+  for (const TOVParameter& parameter : parameters) request.inParameters->append(parameter);
+  return request;
+}
+
+// What a provider's executeMethod returns: returned, and outputs as output
+// parameters.
+auto answering(TOVSmrPtr<ITovaValue> returned, std::vector<TOVParameter> outputs = {}) {
+  return [returned, outputs](auto&&, auto&&, auto&&, auto&&, kest::IProvider::ParameterList out,
+                             auto&&) {
+    for (const TOVParameter& parameter : outputs) out->append(parameter);
+    return returned;
+  };
+}
+
+}  // namespace
+
+TEST_F(DispatcherTest, AMethodTheClassDoesNotDeclareIsMethodNotFoundBeforeAnyProviderCall) {
+  compile(kWidgetMethods);
+  auto mock = std::make_shared<NiceMock<MockProvider>>();
+  serve({inProcess("widgets", mock, {declared("Test_Widget"), declared("Test_Named")})});
+  EXPECT_CALL(*mock, executeMethod(_, _, _, _, _, _)).Times(0);
+  try {
+    answer(widgetCall("Explode"));
+    ADD_FAILURE() << "an undeclared method was called";
+  } catch (const CimError& error) {
+    EXPECT_EQ(error.code(), kest::server::CIM_ERR_METHOD_NOT_FOUND);
+    EXPECT_EQ(error.description(), "The class Test_Widget has no method Explode");
+  }
+  EXPECT_EQ(refusal(widgetCall("Explode")), kest::server::CIM_ERR_METHOD_NOT_FOUND);
+  EXPECT_EQ(refusal(widgetCall("rESET")), 0);
+  // A class known only by name leaves the method to its provider.
+  CimRequest named = widgetCall("Explode");
+  named.className = "Test_Named";
+  named.instanceName = nameOf("Test_Named", "n1");
+  EXPECT_EQ(refusal(named), 0);
+}
+
+TEST_F(DispatcherTest, ADeclaredMethodWithoutAReturnValueIsMethodNotAvailable) {
+  compile(kWidgetMethods);
+  auto mock = std::make_shared<NiceMock<MockProvider>>();
+  serve({inProcess("widgets", mock, {declared("Test_Widget"), declared("Test_Named")})});
+  EXPECT_CALL(*mock, executeMethod(_, _, TOVString("Reset"), _, _, _))
+      .WillOnce(answering(TOVSmrPtr<ITovaValue>()));
+  const CimRequest request = widgetCall("Reset");
+  Response response(request);
+  try {
+    _dispatcher.run(request, _dispatcher.route(request), response.writer());
+    ADD_FAILURE() << "a method without a return value answered";
+  } catch (const CimError& error) {
+    EXPECT_EQ(error.code(), kest::server::CIM_ERR_METHOD_NOT_AVAILABLE);
+    EXPECT_NE(error.description().find("Reset"), std::string::npos) << error.description();
+  }
+  EXPECT_EQ(response.received().find("RETURNVALUE"), std::string::npos);
+
+  // A class known only by name: an empty response, as before.
+  CimRequest named = widgetCall("Reset");
+  named.className = "Test_Named";
+  named.instanceName = nameOf("Test_Named", "n1");
+  EXPECT_CALL(*mock, executeMethod(_, _, TOVString("Reset"), _, _, _))
+      .WillOnce(answering(TOVSmrPtr<ITovaValue>()));
+  EXPECT_NE(answer(named).find("<METHODRESPONSE NAME=\"Reset\"></METHODRESPONSE>"),
+            std::string::npos);
+}
+
+TEST_F(DispatcherTest, InputParametersThatDoNotFitTheDeclarationAreInvalidBeforeTheProvider) {
+  compile(kWidgetMethods);
+  auto mock = std::make_shared<NiceMock<MockProvider>>();
+  serve({inProcess("widgets", mock, {declared("Test_Widget")})});
+  EXPECT_CALL(*mock, executeMethod(_, _, _, _, _, _)).Times(0);
+  struct Case {
+    const char* method;
+    std::vector<TOVParameter> parameters;
+    std::string message;
+  };
+  const std::vector<Case> cases = {
+      {"Reset", {param("Bogus", text("x"))}, "parameter Bogus: Reset has no such parameter"},
+      {"Reset", {param("Count", text("abc"))}, "parameter Count: \"abc\" is not a uint32 value"},
+      {"Reset",
+       {param("Count", TOVSmrPtr<ITovaValue>(new CTovaValue(TOVsint32(-1))))},
+       "parameter Count: \"-1\" is not a uint32 value"},
+      {"Reset",
+       {param("Levels", arrayOf(CimTypeCode::String, {text("1"), text("300")}))},
+       "parameter Levels: \"300\" is not a uint8 value"},
+      {"Reset",
+       {param("Label", arrayOf(CimTypeCode::String, {text("a")}))},
+       "parameter Label: an array where string is declared"},
+      {"Reset",
+       {param("Levels", TOVSmrPtr<ITovaValue>(new CTovaValue(TOVuint8(1))))},
+       "parameter Levels: a single value where uint8[] is declared"},
+      {"Reset",
+       {param("Label", TOVSmrPtr<ITovaValue>(new CTovaValue(nameOf("Test_Widget", "w2"))))},
+       "parameter Label: a reference where string is declared"},
+      {"Reset",
+       {param("Peer", text("Test_Widget.Name=\"w2\""))},
+       "parameter Peer: not a reference where Test_Widget REF is declared"},
+      {"Reset",
+       {param("Blob", text("<INSTANCE CLASSNAME=\"Test_Widget\"/>"))},
+       "parameter Blob: not an embedded object where string (embedded object) is declared"},
+      {"Reset",
+       {param("Tries", TOVSmrPtr<ITovaValue>(new CTovaValue(TOVuint16(1))))},
+       "parameter Tries: an output parameter (uint16) of Reset, not an input"},
+      {"Start", {param("Note", text("n"))}, "parameter Delay: required (uint32), but not given"},
+      {"Start",
+       {param("Delay", CTovaValue::nullOf(CTovaType::uint32))},
+       "parameter Delay: required (uint32), but not given"},
+  };
+  for (const Case& item : cases) {
+    try {
+      answer(widgetCall(item.method, item.parameters));
+      ADD_FAILURE() << "passed on: " << item.message;
+    } catch (const CimError& error) {
+      EXPECT_EQ(error.code(), kest::server::CIM_ERR_INVALID_PARAMETER) << item.message;
+      EXPECT_EQ(error.description(), item.message);
+    }
+  }
+}
+
+TEST_F(DispatcherTest, InputValuesThatConvertReachTheProviderWithTheDeclaredType) {
+  compile(kWidgetMethods);
+  auto mock = std::make_shared<NiceMock<MockProvider>>();
+  serve({inProcess("widgets", mock, {declared("Test_Widget")})});
+  kest::IProvider::ParameterList seen;
+  EXPECT_CALL(*mock, executeMethod(_, _, TOVString("Reset"), _, _, _))
+      .WillOnce([&](auto&&, auto&&, auto&&, kest::IProvider::ParameterList in, auto&&, auto&&) {
+        seen = in;
+        return TOVSmrPtr<ITovaValue>(new CTovaValue(TOVuint32(0)));
+      });
+  answer(widgetCall("Reset", {param("count", text("7")),
+                              param("Levels", arrayOf(CimTypeCode::String, {text("1"), text("2")})),
+                              param("Label", CTovaValue::nullOf(CTovaType::uint8))}));
+  ASSERT_FALSE(seen.isNull());
+  ASSERT_EQ(seen->entries(), 3u);
+  EXPECT_EQ(seen->at(0)->getName(), TOVString("count"));
+  EXPECT_EQ(CTovaType::codeOf(*seen->at(0)->getValue()->getType()), CimTypeCode::UInt32);
+  EXPECT_EQ(seen->at(0)->getValue()->getAsUInt(), 7u);
+  const TOVSmrPtr<ITovaType> levels = seen->at(1)->getValue()->getType();
+  EXPECT_TRUE(levels->isArray());
+  EXPECT_EQ(CTovaType::codeOf(*levels), CimTypeCode::UInt8);
+  EXPECT_EQ(seen->at(1)->getValue()->toString(), TOVString("{1,2}"));
+  EXPECT_TRUE(seen->at(2)->getValue()->isNullValue());
+  EXPECT_EQ(CTovaType::codeOf(*seen->at(2)->getValue()->getType()), CimTypeCode::String);
+}
+
+TEST_F(DispatcherTest, ResultsThatDoNotConvertToTheDeclaredTypeAreAProviderFailure) {
+  compile(kWidgetMethods);
+  auto mock = std::make_shared<NiceMock<MockProvider>>();
+  serve({inProcess("widgets", mock, {declared("Test_Widget")})});
+  struct Case {
+    TOVSmrPtr<ITovaValue> returned;
+    std::vector<TOVParameter> outputs;
+    std::string message;
+  };
+  const TOVSmrPtr<ITovaValue> zero(new CTovaValue(TOVuint32(0)));
+  const std::vector<Case> cases = {
+      {text("none"), {}, "The return value of Reset does not convert to the declared type uint32"},
+      {arrayOf(CimTypeCode::UInt32, {zero}),
+       {},
+       "The return value of Reset does not convert to the declared type uint32"},
+      {zero,
+       {param("Tries", text("many"))},
+       "The output parameter Tries of Reset does not convert to the declared type uint16"},
+      {zero,
+       {param("Peer", text("w2"))},
+       "The output parameter Peer of Reset does not convert to the declared type Test_Widget "
+       "REF"},
+  };
+  for (const Case& item : cases) {
+    EXPECT_CALL(*mock, executeMethod(_, _, TOVString("Reset"), _, _, _))
+        .WillOnce(answering(item.returned, item.outputs));
+    const std::size_t before = _capture.records().size();
+    const CimRequest request = widgetCall("Reset");
+    Response response(request);
+    try {
+      _dispatcher.run(request, _dispatcher.route(request), response.writer());
+      ADD_FAILURE() << "sent: " << item.message;
+    } catch (const CimError& error) {
+      EXPECT_EQ(error.code(), kest::server::CIM_ERR_FAILED);
+      EXPECT_EQ(error.description(), item.message);
+    }
+    EXPECT_EQ(response.received().find("RETURNVALUE"), std::string::npos) << item.message;
+    const std::vector<TOVLogRecord> records = _capture.records();
+    ASSERT_EQ(records.size(), before + 1) << item.message;
+    EXPECT_EQ(records.back().severity, TOVLog::SEVERITY_WARNING);
+    EXPECT_EQ(records.back().message.toStdString(),
+              item.message + "; the provider's result is not sent");
+  }
 }
 
 TEST_F(DispatcherTest, ClassOperationsAreAnsweredFromTheCatalogWithoutAProvider) {

@@ -23,9 +23,9 @@
 
 using kest::server::testing::RecordingProxy;
 using kest::server::testing::runWbemcli;
-using kest::server::testing::WbemcliRun;
 using kest::server::testing::ServerProcess;
 using kest::server::testing::TemporaryFolder;
+using kest::server::testing::WbemcliRun;
 
 namespace {
 
@@ -223,7 +223,8 @@ TEST_F(SystemProviderWbemcliTest, MethodWithoutItsRequiredParameterFails) {
   const WbemcliRun run = wbemcli({"cm", element("URL", "KEST_FileSystem", "/"), "HasFreeSpace"});
   EXPECT_EQ(run.exitCode, 16);
   EXPECT_EQ(run.err,
-            "*\n* wbemcli: Cim: (4) CIM_ERR_INVALID_PARAMETER: Missing parameter Bytes\n*\n");
+            "*\n* wbemcli: Cim: (4) CIM_ERR_INVALID_PARAMETER: parameter Bytes: required "
+            "(uint64), but not given\n*\n");
 }
 
 TEST_F(SystemProviderWbemcliTest, MethodWithAParameterOutOfItsTypeFails) {

@@ -17,7 +17,12 @@
 using kest::server::ProviderSpec;
 using kest::server::Server;
 using kest::server::ServerSettings;
+using kest::server::testing::cimPost;
+using kest::server::testing::dtdErrors;
 using kest::server::testing::HttpResponse;
+using kest::server::testing::instanceNameXml;
+using kest::server::testing::methodCall;
+using kest::server::testing::RawConnection;
 using kest::server::testing::RecordingProxy;
 using kest::server::testing::replaced;
 using kest::server::testing::runWbemcli;
@@ -36,8 +41,8 @@ class WbemcliTest : public ::testing::Test {
     // wbemcli reads the class before ci, sp and cm: the MOF file defines it.
     settings.mofFiles = {kest::server::testing::dataPath("test.mof")};
     _server = new Server(settings);
-    const int port = _server->start();
-    _proxy = new RecordingProxy(port);
+    _port = _server->start();
+    _proxy = new RecordingProxy(_port);
   }
 
   static void TearDownTestSuite() {
@@ -55,12 +60,27 @@ class WbemcliTest : public ::testing::Test {
     return "*\n* wbemcli: Cim: (" + std::to_string(code) + ") " + name + ": " + text + "\n*\n";
   }
 
+  // Sends a raw method call with parameters (PARAMVALUE elements) to the
+  // server; returns the response body.
+  static std::string rawCall(const std::string& method, const std::string& parameters) {
+    RawConnection connection(_port);
+    connection.send(cimPost(method,
+                            methodCall(method,
+                                       instanceNameXml("Test_Foo", {{"Name", "string", "abc"},
+                                                                    {"Id", "numeric", "42"}}),
+                                       parameters),
+                            "root%2Fcimv2%3ATest_Foo.Name=\"abc\",Id=42"));
+    return connection.receive().body;
+  }
+
   static TOVScopedLogCapture* _capture;
+  static int _port;
   static Server* _server;
   static RecordingProxy* _proxy;
 };
 
 TOVScopedLogCapture* WbemcliTest::_capture = nullptr;
+int WbemcliTest::_port = 0;
 Server* WbemcliTest::_server = nullptr;
 RecordingProxy* WbemcliTest::_proxy = nullptr;
 
@@ -457,27 +477,68 @@ TEST_F(WbemcliTest, AnInputValueThatDoesNotFitTheDeclarationIsAnInvalidParameter
   }
 }
 
-TEST_F(WbemcliTest, MethodResultsTakeTheDeclaredTypes) {
+TEST_F(WbemcliTest, AMethodResultThatDoesNotConvertToItsDeclaredTypeIsAFailedCallAndLogged) {
+  // Typed answers every result as a string: Small "300" is no sint8.
   const std::size_t before = _capture->records().size();
   const WbemcliRun run = wbemcli({"cm", kAbc, "Typed"});
-  EXPECT_EQ(run.exitCode, 0) << run.err;
-  EXPECT_EQ(run.out,
-            "HOST/root/cimv2:Test_Foo.Name=\"abc\",Id=42 Typed: 5, Count (uint16): 12, "
-            "Flags (boolean): TRUE,FALSE, Text (string): plain, Small (string): 300\n");
-  ASSERT_EQ(run.responses.size(), 2u);
-  EXPECT_NE(run.responses[1].body.find("<RETURNVALUE PARAMTYPE=\"uint32\"><VALUE>5</VALUE>"),
-            std::string::npos);
+  EXPECT_EQ(run.exitCode, 16);
+  EXPECT_EQ(run.err, cimError(1, "CIM_ERR_FAILED",
+                              "The output parameter Small of Typed does not convert to the "
+                              "declared type sint8"));
   std::vector<std::string> warnings;
   const std::vector<TOVLogRecord> records = _capture->records();
   for (std::size_t i = before; i < records.size(); ++i) {
     const TOVLogRecord& record = records[i];
-    if (record.source == TOVString("kest::server::Dispatcher")) {
+    if (record.source == TOVString("kest::server::MethodCheck")) {
       warnings.push_back(std::to_string(record.severity) + " " + record.message.toStdString());
     }
   }
   EXPECT_EQ(warnings, (std::vector<std::string>{
                           "2 The output parameter Small of Typed does not convert to the declared "
-                          "type sint8; sent as the provider made it"}));
+                          "type sint8; the provider's result is not sent"}));
+}
+
+TEST_F(WbemcliTest, AMethodTheClassDoesNotDeclareIsMethodNotFound) {
+  const WbemcliRun run = wbemcli({"cm", kAbc, "Explode"});
+  EXPECT_EQ(run.exitCode, 16);
+  EXPECT_EQ(run.err,
+            cimError(17, "CIM_ERR_METHOD_NOT_FOUND", "The class Test_Foo has no method Explode"));
+}
+
+TEST_F(WbemcliTest, AnInheritedMethodTheObjectDoesNotImplementIsMethodNotAvailable) {
+  const WbemcliRun run =
+      wbemcli({"cm", "URL/root/cimv2:Test_FooChild.Name=\"kid\",Id=1", "DoIt.S=\"x\",N=1"});
+  EXPECT_EQ(run.exitCode, 16);
+  EXPECT_EQ(run.err, cimError(16, "CIM_ERR_METHOD_NOT_AVAILABLE",
+                              "The method DoIt is not available: its provider does not implement "
+                              "it for this object"));
+}
+
+TEST_F(WbemcliTest, TypedInputParametersAreHeldAgainstTheDeclaration) {
+  const auto value = [](const char* name, const char* type, const char* text) {
+    return std::string("<PARAMVALUE NAME=\"") + name + "\" PARAMTYPE=\"" + type + "\"><VALUE>" +
+           text + "</VALUE></PARAMVALUE>";
+  };
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {value("S", "string", "hi") + value("N", "string", "7"),
+       "<PARAMVALUE NAME=\"Result\" PARAMTYPE=\"string\"><VALUE>done: hi/7</VALUE>"},
+      {value("S", "uint32", "5"),
+       "<PARAMVALUE NAME=\"Result\" PARAMTYPE=\"string\"><VALUE>done: 5/0</VALUE>"},
+      {value("S", "string", "hi") + value("N", "string", "abc"),
+       "<ERROR CODE=\"4\" DESCRIPTION=\"parameter N: &quot;abc&quot; is not a uint32 value\""},
+      {value("N", "sint32", "-1"),
+       "<ERROR CODE=\"4\" DESCRIPTION=\"parameter N: &quot;-1&quot; is not a uint32 value\""},
+      {"<PARAMVALUE NAME=\"N\" PARAMTYPE=\"uint32\"><VALUE.ARRAY><VALUE>1</VALUE></VALUE.ARRAY>"
+       "</PARAMVALUE>",
+       "<ERROR CODE=\"4\" DESCRIPTION=\"parameter N: an array where uint32 is declared\""},
+      {value("Bogus", "string", "x"),
+       "<ERROR CODE=\"4\" DESCRIPTION=\"parameter Bogus: DoIt has no such parameter\""},
+  };
+  for (const auto& [parameters, expected] : cases) {
+    const std::string body = rawCall("DoIt", parameters);
+    EXPECT_NE(body.find(expected), std::string::npos) << parameters << "\n" << body;
+    EXPECT_EQ(dtdErrors(body), "") << parameters;
+  }
 }
 
 TEST_F(WbemcliTest, PropertiesTheClassDoesNotDeclareAreSentAndLoggedOncePerClass) {

@@ -356,18 +356,17 @@ Dispatcher::Route Dispatcher::route(const CimRequest& request) const {
       [[fallthrough]];
     case RouteKind::SingleProvider: {
       LoadedProvider* provider = _providers.providerFor(ns, request.className);
-      if (provider == nullptr && request.operation != CimOperation::MethodCall &&
-          _compiled.hasInstances(ns, request.className)) {
-        return Route();
-      }
-      if (provider == nullptr) {
+      const kest::repository::ClassPointer cls = _catalog.find(ns, request.className);
+      if (provider == nullptr && !cls && !_compiled.hasInstances(ns, request.className)) {
         throw CimError(CIM_ERR_INVALID_CLASS,
-                       "No provider serves the class " + request.className.toStdString() + where);
+                       "The class " + request.className.toStdString() + " does not exist" + where);
       }
-      if (request.operation == CimOperation::MethodCall) {
-        const kest::repository::ClassPointer cls = _catalog.find(ns, request.className);
-        if (cls && cls->defined) MethodCheck::declared(*cls, TOVString(request.methodName));
+      if (request.operation == CimOperation::MethodCall && cls && cls->defined) {
+        MethodCheck::declared(*cls, TOVString(request.methodName));
       }
+      // A known class that no provider serves has only its compiled
+      // instances, if any: the handlers answer from those (or NOT_FOUND).
+      if (provider == nullptr) return Route();
       return Route{Target{provider, request.className}};
     }
   }
@@ -380,9 +379,8 @@ Dispatcher::Route Dispatcher::familyRoute(const CimRequest& request) const {
   const TOVString& ns = request.nameSpace;
   const kest::repository::ClassPointer root = _catalog.find(ns, request.className);
   if (!root) {
-    throw CimError(CIM_ERR_INVALID_CLASS, "No provider serves the class " +
-                                              request.className.toStdString() + " in namespace " +
-                                              ns.toStdString());
+    throw CimError(CIM_ERR_INVALID_CLASS, "The class " + request.className.toStdString() +
+                                              " does not exist in namespace " + ns.toStdString());
   }
   std::vector<kest::repository::ClassPointer> family{root};
   for (const kest::repository::ClassPointer& cls : _catalog.subclasses(ns, root->name, true)) {
@@ -622,9 +620,12 @@ void Dispatcher::createInstance(const CimRequest& request, const Route& route,
                                 CimXmlWriter& writer) const {
   _compiled.refuseCreate(request.nameSpace, request.instance);
   if (route.empty()) {
-    throw CimError(CIM_ERR_NOT_SUPPORTED, "CreateInstance is not supported for the class " +
-                                              request.className.toStdString() +
-                                              ": its instances are compiled from MOF, read-only");
+    throw CimError(CIM_ERR_NOT_SUPPORTED,
+                   "CreateInstance is not supported for the class " +
+                       request.className.toStdString() +
+                       (_compiled.hasInstances(request.nameSpace, request.className)
+                            ? ": its instances are compiled from MOF, read-only"
+                            : ": no provider serves it"));
   }
   const Target& target = route.at(0);
   kest::IProvider& provider = target.provider->provider();
@@ -645,6 +646,7 @@ void Dispatcher::createInstance(const CimRequest& request, const Route& route,
 
 void Dispatcher::methodCall(const CimRequest& request, const Route& route,
                             CimXmlWriter& writer) const {
+  if (route.empty()) throw notFound(request);
   const Target& target = route.at(0);
   kest::IProvider& provider = target.provider->provider();
   const kest::repository::ClassPointer cls = _catalog.find(request.nameSpace, request.className);

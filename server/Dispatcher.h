@@ -36,10 +36,15 @@ class UndeclaredPropertyLog {
 //
 // route() checks what can be checked before any output: the namespace must be
 // one the server serves (CIM_ERR_INVALID_NAMESPACE), instance, association
-// and method operations need a provider that declares the class they address
-// (CIM_ERR_INVALID_CLASS) unless the class or a subclass has compiled
-// instances (then the route is empty for a class no provider serves; method
-// calls always need a provider), GetClass a known class (CIM_ERR_NOT_FOUND), class
+// and method operations need a class the server knows (from MOF, a
+// provider's declaration, or compiled instances; CIM_ERR_INVALID_CLASS
+// otherwise); for a known class that no provider serves the route is empty
+// and the handlers answer from the compiled instances alone (GetInstance,
+// GetProperty, ModifyInstance, DeleteInstance, SetProperty and method calls
+// CIM_ERR_NOT_FOUND, CreateInstance CIM_ERR_NOT_SUPPORTED, association
+// operations and enumerations the compiled results, possibly none); a
+// method call must name a method the class declares, when the class is
+// compiled (CIM_ERR_METHOD_NOT_FOUND); GetClass a known class (CIM_ERR_NOT_FOUND), class
 // enumerations a known class when they name one (CIM_ERR_INVALID_CLASS), and
 // class-level association requests are not supported (CIM_ERR_NOT_SUPPORTED).
 // Enumerations of instances go to every provider that serves the class or a

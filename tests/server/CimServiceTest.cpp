@@ -342,16 +342,16 @@ TEST_F(CimServiceTest, ANamespaceTheServerDoesNotServeIsInvalidNamespace) {
   EXPECT_EQ(errorOf(answer), "3: The namespace root/other is not served");
 }
 
-TEST_F(CimServiceTest, AClassNoProviderServesIsInvalidClass) {
+TEST_F(CimServiceTest, AClassTheServerDoesNotKnowIsInvalidClass) {
   EXPECT_EQ(
       errorOf(intrinsic("EnumerateInstances", parameter("ClassName", className("Test_Nothing")))),
-      "5: No provider serves the class Test_Nothing in namespace root/cimv2");
+      "5: The class Test_Nothing does not exist in namespace root/cimv2");
   EXPECT_EQ(errorOf(intrinsic("GetInstance",
                               parameter("InstanceName", instanceNameXml("Test_Nothing", {})))),
-            "5: No provider serves the class Test_Nothing in namespace root/cimv2");
+            "5: The class Test_Nothing does not exist in namespace root/cimv2");
   EXPECT_EQ(errorOf(intrinsic("EnumerateInstances", parameter("ClassName", className("Test_Foo")),
                               "root/interop")),
-            "5: No provider serves the class Test_Foo in namespace root/interop");
+            "5: The class Test_Foo does not exist in namespace root/interop");
 }
 
 // --- class operations -------------------------------------------------------------

@@ -182,15 +182,50 @@ TEST_F(DispatcherTest, RouteRefusesANamespaceTheServerDoesNotServe) {
   EXPECT_EQ(refusal(classRequest), kest::server::CIM_ERR_INVALID_NAMESPACE);
 }
 
-TEST_F(DispatcherTest, RouteRefusesAnInstanceOperationOnAClassNoProviderDeclares) {
-  compile("class Test_Orphan { [Key] string Name; };\n");
+TEST_F(DispatcherTest, RouteRefusesOnlyClassesTheServerDoesNotKnow) {
+  compile("class Test_Orphan { [Key] string Name; uint32 Run(); };\n");
   auto mock = std::make_shared<NiceMock<MockProvider>>();
   serve({inProcess("widgets", mock, {declared("Test_Widget")})});
-  EXPECT_EQ(refusal(getInstanceOf("Test_Orphan", "o1")), kest::server::CIM_ERR_INVALID_CLASS);
+  EXPECT_EQ(refusal(getInstanceOf("Test_Nowhere", "n1")), kest::server::CIM_ERR_INVALID_CLASS);
   EXPECT_EQ(
       refusal(requestFor(CimOperation::EnumerateInstances, "EnumerateInstances", "Test_Nowhere")),
       kest::server::CIM_ERR_INVALID_CLASS);
+  EXPECT_EQ(refusal(getInstanceOf("Test_Orphan", "o1")), 0);
   EXPECT_EQ(refusal(getInstanceOf("Test_Widget", "w1")), 0);
+}
+
+TEST_F(DispatcherTest, AKnownClassNoProviderServesHasNoInstances) {
+  compile("class Test_Orphan { [Key] string Name; uint32 Run(); };\n"
+          "[Association] class Test_OrphanLink { [Key] Test_Orphan REF A; [Key] Test_Orphan REF B; };\n");
+  auto mock = std::make_shared<NiceMock<MockProvider>>();
+  serve({inProcess("widgets", mock, {declared("Test_Widget")})});
+  const auto codeOf = [&](const CimRequest& request) {
+    try {
+      answer(request);
+    } catch (const CimError& error) {
+      return error.code();
+    }
+    return 0;
+  };
+  EXPECT_EQ(codeOf(getInstanceOf("Test_Orphan", "o1")), kest::server::CIM_ERR_NOT_FOUND);
+  CimRequest remove = requestFor(CimOperation::DeleteInstance, "DeleteInstance", "Test_Orphan");
+  remove.instanceName = getInstanceOf("Test_Orphan", "o1").instanceName;
+  EXPECT_EQ(codeOf(remove), kest::server::CIM_ERR_NOT_FOUND);
+  CimRequest call = requestFor(CimOperation::MethodCall, "Run", "Test_Orphan");
+  call.instanceName = remove.instanceName;
+  EXPECT_EQ(codeOf(call), kest::server::CIM_ERR_NOT_FOUND);
+  for (const auto& [operation, methodName] :
+       std::vector<std::pair<CimOperation, const char*>>{
+           {CimOperation::Associators, "Associators"},
+           {CimOperation::AssociatorNames, "AssociatorNames"},
+           {CimOperation::References, "References"},
+           {CimOperation::ReferenceNames, "ReferenceNames"}}) {
+    CimRequest request = requestFor(operation, methodName, "Test_Orphan");
+    request.instanceName = remove.instanceName;
+    const std::string body = answer(request);
+    EXPECT_NE(body.find("<IRETURNVALUE></IRETURNVALUE>"), std::string::npos)
+        << methodName << ": " << body;
+  }
 }
 
 TEST_F(DispatcherTest, RouteRefusesGetClassOfAnUnknownClass) {
@@ -790,7 +825,7 @@ TEST_F(DispatcherTest, AClassWithOnlyCompiledInstancesIsServedWithoutAProvider) 
   }
   CimRequest call = requestFor(CimOperation::MethodCall, "Reset", "Test_Profile");
   call.instanceName = get.instanceName;
-  EXPECT_EQ(refusal(call), kest::server::CIM_ERR_INVALID_CLASS);
+  EXPECT_EQ(refusal(call), kest::server::CIM_ERR_METHOD_NOT_FOUND);
 }
 
 TEST_F(DispatcherTest, AssociationsOfAProviderObjectIncludeTheCompiledOnes) {

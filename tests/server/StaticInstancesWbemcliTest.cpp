@@ -26,6 +26,7 @@ namespace {
 
 const char* const kMof = R"(
 class Test_Shelf { [Key] string Name; uint32 Slots; };
+class Test_Empty { [Key] string Name; };
 class Test_Book { [Key] string Title; string Author; };
 [Association] class Test_ShelfHolds {
   [Key] Test_Shelf REF Shelf;
@@ -106,6 +107,20 @@ TEST_F(StaticInstancesWbemcliTest, EnumerationsListTheCompiledInstances) {
   EXPECT_EQ(names.out, std::string(kDune) + "\n" + kEmma + "\n");
   const WbemcliRun profiles = wbemcli({"ein", "URL/root/interop:CIM_RegisteredProfile"});
   EXPECT_EQ(profiles.out, "HOST/root/interop:CIM_RegisteredProfile.InstanceID=\"test:shelves\"\n");
+}
+
+TEST_F(StaticInstancesWbemcliTest, AKnownClassWithoutInstancesOrProviderHasNone) {
+  const std::string empty = "URL/root/cimv2:Test_Empty.Name=\"e\"";
+  const WbemcliRun get = wbemcli({"gi", empty});
+  EXPECT_NE(get.err.find("(6) CIM_ERR_NOT_FOUND"), std::string::npos) << get.err;
+  for (const char* operation : {"ein", "ain", "ai", "rin", "ri"}) {
+    const WbemcliRun run =
+        wbemcli({operation, std::string(operation) == "ein" ? "URL/root/cimv2:Test_Empty" : empty});
+    EXPECT_EQ(run.exitCode, 0) << operation << ": " << run.err;
+    EXPECT_EQ(run.out, "") << operation;
+  }
+  const WbemcliRun unknown = wbemcli({"gi", "URL/root/cimv2:Test_Unknown.Name=\"u\""});
+  EXPECT_NE(unknown.err.find("(5) CIM_ERR_INVALID_CLASS"), std::string::npos) << unknown.err;
 }
 
 TEST_F(StaticInstancesWbemcliTest, GetInstanceReturnsTheCompiledInstance) {

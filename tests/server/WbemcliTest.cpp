@@ -247,7 +247,7 @@ TEST_F(WbemcliTest, ServerSideErrorsReachTheClient) {
             cimError(3, "CIM_ERR_INVALID_NAMESPACE", "The namespace root/other is not served"));
   EXPECT_EQ(wbemcli({"ei", "URL/root/cimv2:Test_Nothing"}).err,
             cimError(5, "CIM_ERR_INVALID_CLASS",
-                     "No provider serves the class Test_Nothing in namespace root/cimv2"));
+                     "The class Test_Nothing does not exist in namespace root/cimv2"));
 }
 
 TEST_F(WbemcliTest, AnErrorAfterStreamingBeganTravelsInTheTrailers) {
@@ -401,7 +401,7 @@ TEST_F(WbemcliTest, AssociationRequestsForAnUnservedClassAreInvalidClass) {
     EXPECT_EQ(run.exitCode, 16) << command;
     EXPECT_EQ(run.err,
               cimError(5, "CIM_ERR_INVALID_CLASS",
-                       "No provider serves the class Test_Nothing in namespace root/cimv2"))
+                       "The class Test_Nothing does not exist in namespace root/cimv2"))
         << command;
   }
 }

@@ -177,7 +177,7 @@ void CimXmlWriter::beginMessage(std::string_view messageId) {
   _buffer += '>';
   open("MESSAGE");
   attribute("ID", messageId);
-  attribute("PROTOCOLVERSION", "1.0");
+  attribute("PROTOCOLVERSION", kCimProtocolVersion);
   _buffer += '>';
   open("SIMPLERSP");
   _buffer += '>';

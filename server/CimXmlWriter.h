@@ -86,6 +86,10 @@ class AllProperties : public PropertySelection {
 // when embedded objects nest deeper than kMaxEmbeddingDepth, and whatever the
 // object model accessors throw.
 // Threads: one writer per response, used by one thread at a time.
+// The CIM protocol version the server speaks: every response message's
+// PROTOCOLVERSION, and the CIMProtocolVersion it announces.
+inline constexpr std::string_view kCimProtocolVersion = "1.0";
+
 class CimXmlWriter {
  public:
   static constexpr std::size_t kDefaultFlushThreshold = 32 * 1024;

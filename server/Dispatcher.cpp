@@ -356,12 +356,14 @@ Dispatcher::Route Dispatcher::route(const CimRequest& request) const {
       [[fallthrough]];
     case RouteKind::SingleProvider: {
       LoadedProvider* provider = _providers.providerFor(ns, request.className);
+      const bool methodCall = request.operation == CimOperation::MethodCall;
+      if (provider != nullptr && !methodCall) return Route{Target{provider, request.className}};
       const kest::repository::ClassPointer cls = _catalog.find(ns, request.className);
       if (provider == nullptr && !cls && !_compiled.hasInstances(ns, request.className)) {
         throw CimError(CIM_ERR_INVALID_CLASS,
                        "The class " + request.className.toStdString() + " does not exist" + where);
       }
-      if (request.operation == CimOperation::MethodCall && cls && cls->defined) {
+      if (methodCall && cls && cls->defined) {
         MethodCheck::declared(*cls, TOVString(request.methodName));
       }
       // A known class that no provider serves has only its compiled

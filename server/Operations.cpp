@@ -194,38 +194,69 @@ const OperationDescriptor& describe(CimOperation operation) {
 
 bool isStreamed(CimOperation operation) { return describe(operation).streamed; }
 
-std::vector<TOVString> supportedFunctionalProfiles() {
-  struct Profile {
-    const char* name;
-    std::vector<std::string_view> operations;
-  };
-  static const std::vector<Profile> kProfiles = {
+namespace {
+
+// The DSP0200 functional profiles: name, the token that names the group in
+// a CIMSupportedFunctionalGroups header (empty for the pulled operations,
+// which have none) and the operations it needs.
+struct FunctionalProfile {
+  const char* name;
+  const char* group;
+  std::vector<std::string_view> operations;
+};
+
+const std::vector<FunctionalProfile>& functionalProfiles() {
+  static const std::vector<FunctionalProfile> kProfiles = {
       {"Basic Read",
+       "basic-read",
        {"GetClass", "EnumerateClasses", "EnumerateClassNames", "GetInstance", "EnumerateInstances",
         "EnumerateInstanceNames", "GetProperty"}},
-      {"Basic Write", {"SetProperty"}},
-      {"Schema Manipulation", {"CreateClass", "ModifyClass", "DeleteClass"}},
-      {"Instance Manipulation", {"CreateInstance", "ModifyInstance", "DeleteInstance"}},
-      {"Association Traversal", {"Associators", "AssociatorNames", "References", "ReferenceNames"}},
-      {"Query Execution", {"ExecQuery"}},
+      {"Basic Write", "basic-write", {"SetProperty"}},
+      {"Schema Manipulation", "schema-manipulation", {"CreateClass", "ModifyClass", "DeleteClass"}},
+      {"Instance Manipulation",
+       "instance-manipulation",
+       {"CreateInstance", "ModifyInstance", "DeleteInstance"}},
+      {"Association Traversal",
+       "association-traversal",
+       {"Associators", "AssociatorNames", "References", "ReferenceNames"}},
+      {"Query Execution", "query-execution", {"ExecQuery"}},
       {"Qualifier Declaration",
+       "qualifier-declaration",
        {"GetQualifier", "SetQualifier", "DeleteQualifier", "EnumerateQualifiers"}},
       {"Pulled Read",
+       "",
        {"OpenEnumerateInstances", "OpenEnumerateInstancePaths", "OpenAssociatorInstances",
         "OpenAssociatorInstancePaths", "OpenReferenceInstances", "OpenReferenceInstancePaths",
         "PullInstancesWithPath", "PullInstancePaths", "CloseEnumeration"}},
-      {"Pulled Query Execution", {"OpenQueryInstances", "PullInstances"}},
+      {"Pulled Query Execution", "", {"OpenQueryInstances", "PullInstances"}},
   };
-  std::vector<TOVString> supported;
-  for (const Profile& profile : kProfiles) {
-    bool all = true;
-    for (std::string_view operation : profile.operations) {
-      const OperationDescriptor* descriptor = findOperation(operation);
-      all = all && descriptor != nullptr && descriptor->run != nullptr;
-    }
-    if (all) supported.emplace_back(profile.name);
+  return kProfiles;
+}
+
+bool supported(const FunctionalProfile& profile) {
+  for (std::string_view operation : profile.operations) {
+    const OperationDescriptor* descriptor = findOperation(operation);
+    if (descriptor == nullptr || descriptor->run == nullptr) return false;
   }
-  return supported;
+  return true;
+}
+
+}  // namespace
+
+std::vector<TOVString> supportedFunctionalProfiles() {
+  std::vector<TOVString> names;
+  for (const FunctionalProfile& profile : functionalProfiles()) {
+    if (supported(profile)) names.emplace_back(profile.name);
+  }
+  return names;
+}
+
+std::vector<std::string> supportedFunctionalGroups() {
+  std::vector<std::string> groups;
+  for (const FunctionalProfile& profile : functionalProfiles()) {
+    if (*profile.group != '\0' && supported(profile)) groups.emplace_back(profile.group);
+  }
+  return groups;
 }
 
 }  // namespace kest::server

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <span>
+#include <string>
 #include <string_view>
 #include <variant>
 #include <vector>
@@ -142,5 +143,9 @@ const OperationDescriptor& describe(CimOperation operation);
 // DSP0200 lists them. Indications are not among them: delivering them is not
 // an operation of this table.
 std::vector<TOVString> supportedFunctionalProfiles();
+// The tokens of the same profiles as a CIMSupportedFunctionalGroups header
+// names them ("basic-read", ...), in the same order; the pulled operations'
+// profiles have none.
+std::vector<std::string> supportedFunctionalGroups();
 
 }  // namespace kest::server

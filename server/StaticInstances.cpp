@@ -111,33 +111,13 @@ void StaticInstances::refuseCreate(const TOVString& nameSpace,
   refuseChange(nameSpace, name, "CreateInstance");
 }
 
-std::vector<InstancePointer> StaticInstances::associations(const TOVString& nameSpace) const {
-  const kest::repository::ClassRepository& repository = _catalog.classRepository();
-  const std::size_t count = repository.instanceCount(nameSpace);
-  if (count == 0) return {};
-  const std::string key = kest::ascii::folded(nameSpace.view());
-  std::lock_guard<std::mutex> lock(_mutex);
-  KeptAssociations& kept = _associations[key];
-  if (kept.instanceCount != count) {
-    kept.instances.clear();
-    for (const kest::repository::ClassPointer& cls :
-         repository.subclassTree(nameSpace, TOVString(), true)) {
-      if (!cls->association || !repository.hasInstances(nameSpace, cls->name, false)) continue;
-      for (const InstancePointer& instance : repository.instancesOf(nameSpace, cls->name, false)) {
-        kept.instances.push_back(instance);
-      }
-    }
-    kept.instanceCount = count;
-  }
-  return kept.instances;
-}
-
 std::vector<StaticInstances::Link> StaticInstances::links(
     const TOVString& nameSpace, const TOVSmrPtr<ITovaInstanceName>& object,
     const TOVString& assocClass, const TOVString& role) const {
   std::vector<Link> result;
   if (!object) return result;
-  const std::vector<InstancePointer> candidates = associations(nameSpace);
+  const std::vector<InstancePointer> candidates =
+      _catalog.classRepository().associationInstances(nameSpace);
   if (candidates.empty()) return result;
   const TOVString text = object->toString();
   for (const InstancePointer& association : candidates) {

@@ -1,8 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <map>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -44,13 +42,13 @@ namespace kest::server {
 // such, else reference values that the caller fetches from their provider.
 //
 // Cost: hasInstances and find are hash lookups in the repository; a request
-// for a class without compiled instances does nothing more. The association
-// instances of a namespace are gathered once and kept until the namespace's
-// instance count changes (compilations only add).
+// for a class without compiled instances does nothing more. Association
+// requests scan the namespace's compiled association instances, which the
+// repository keeps apart as it adds them.
 //
-// Threads: const members may be called from any thread; the kept
-// association lists are guarded by a mutex held only while they are read or
-// rebuilt. Nothing throws except refuseChange (CimError) and std::bad_alloc.
+// Threads: const members may be called from any thread (it keeps no state of
+// its own). Nothing throws except refuseChange (CimError) and
+// std::bad_alloc.
 class StaticInstances {
  public:
   // catalog must outlive this object.
@@ -130,18 +128,8 @@ class StaticInstances {
                                                     const TOVString& resultClass,
                                                     const TOVString& role,
                                                     const TOVString& resultRole) const;
-  // The compiled instances of association classes in nameSpace.
-  std::vector<kest::repository::InstancePointer> associations(const TOVString& nameSpace) const;
-
-  struct KeptAssociations {
-    std::size_t instanceCount = 0;
-    std::vector<kest::repository::InstancePointer> instances;
-  };
 
   const ClassCatalog& _catalog;
-  mutable std::mutex _mutex;
-  // Folded namespace name -> its association instances. Guarded by _mutex.
-  mutable std::map<std::string, KeptAssociations> _associations;
 };
 
 }  // namespace kest::server

@@ -5,6 +5,7 @@
 
 #include "host/Ascii.h"
 #include "server/CimService.h"
+#include "server/CimXmlWriter.h"
 #include "server/Operations.h"
 #include "server/xml/Text.h"
 
@@ -42,34 +43,20 @@ std::string conflictingHeader(const beast_http::request_header<>& head, const st
   return std::string();
 }
 
-// The CIMSupportedFunctionalGroups names of the functional profiles.
-constexpr std::pair<std::string_view, std::string_view> kFunctionalGroups[] = {
-    {"Basic Read", "basic-read"},
-    {"Basic Write", "basic-write"},
-    {"Schema Manipulation", "schema-manipulation"},
-    {"Instance Manipulation", "instance-manipulation"},
-    {"Qualifier Declaration", "qualifier-declaration"},
-    {"Association Traversal", "association-traversal"},
-    {"Query Execution", "query-execution"},
-};
-
-std::string supportedFunctionalGroups() {
-  std::string groups;
-  for (const TOVString& profile : supportedFunctionalProfiles()) {
-    for (const auto& [name, group] : kFunctionalGroups) {
-      if (profile.view() != name) continue;
-      if (!groups.empty()) groups += ", ";
-      groups += group;
-    }
+std::string supportedGroupsHeader() {
+  std::string header;
+  for (const std::string& group : supportedFunctionalGroups()) {
+    if (!header.empty()) header += ", ";
+    header += group;
   }
-  return groups;
+  return header;
 }
 
 }  // namespace
 
 std::vector<std::pair<std::string, std::string>> capabilityHeaders() {
-  static const std::string kGroups = supportedFunctionalGroups();
-  return {{"CIMProtocolVersion", "1.0"},
+  static const std::string kGroups = supportedGroupsHeader();
+  return {{"CIMProtocolVersion", std::string(kCimProtocolVersion)},
           {"CIMSupportedFunctionalGroups", kGroups},
           {"CIMValidation", "loosely-validating"}};
 }

@@ -248,6 +248,7 @@ void ClassRepository::addInstance(NameSpace& space, InstancePointer instance) {
   space.instanceIndex.emplace(instance->name()->toString().toStdString(), position);
   space.instancesByClass[instance->className().toStdString()].push_back(position);
   ClassPointer cls = space.find(instance->className());
+  if (cls && cls->association) space.associationInstances.push_back(position);
   // A walk longer than the number of classes has met a superclass cycle.
   for (std::size_t steps = 0; cls && steps <= space.classes.size(); ++steps) {
     ++space.instancesBelow[cls->name.toStdString()];
@@ -307,6 +308,18 @@ std::size_t ClassRepository::instanceCount(const TOVString& nameSpace) const {
   std::shared_lock lock(_mutex);
   const NameSpace* space = findNameSpace(nameSpace);
   return space != nullptr ? space->instances.size() : 0;
+}
+
+std::vector<InstancePointer> ClassRepository::associationInstances(
+    const TOVString& nameSpace) const {
+  std::shared_lock lock(_mutex);
+  std::vector<InstancePointer> result;
+  const NameSpace* space = findNameSpace(nameSpace);
+  if (space == nullptr) return result;
+  result.reserve(space->associationInstances.size());
+  for (const std::size_t position : space->associationInstances)
+    result.push_back(space->instances[position]);
+  return result;
 }
 
 std::optional<ClassRepository::Conflict> ClassRepository::apply(const Update& update) {

@@ -121,6 +121,9 @@ class ClassRepository {
   // without building it: a hash lookup.
   bool hasInstances(const TOVString& nameSpace, const TOVString& className, bool deep) const;
   std::size_t instanceCount(const TOVString& nameSpace) const;
+  // The instances of association classes in nameSpace, in declaration
+  // order; empty for an unknown namespace.
+  std::vector<InstancePointer> associationInstances(const TOVString& nameSpace) const;
 
   // What one compilation adds, in order.
   //   ClassEntry::replaces: the class replaces a built-in class of the same
@@ -187,6 +190,8 @@ class ClassRepository {
     // Class name (any case) -> how many instances the class and its
     // subclasses have (only classes with some are present).
     NameIndex<std::size_t> instancesBelow;
+    // Positions of the instances of association classes, ascending.
+    std::vector<std::size_t> associationInstances;
 
     ClassPointer find(const TOVString& className) const;
     bool isSubclass(const TOVString& className, const TOVString& superClassName) const;

@@ -13,6 +13,7 @@
 
 #include "host/Log.h"
 #include "server/Server.h"
+#include "tests/server/FrontEndFixture.h"
 #include "tests/server/ServerTestSupport.h"
 #include "tests/server/WbemcliRunner.h"
 
@@ -191,6 +192,29 @@ TEST(InteropServerTest, DescribesItsPortAuthenticationAndProfiles) {
                  "/root/interop:CIM_CIMXMLCommunicationMechanism"});
   ASSERT_EQ(run.exitCode, 0) << run.err;
   EXPECT_TRUE(contains(run.out, "AuthenticationMechanismsSupported=3")) << run.out;
+}
+
+TEST(InteropServerTest, AnHttpsEndpointIsDescribedAsOne) {
+  kest::server::testing::TemporaryFolder folder;
+  const kest::server::testing::GeneratedCertificate files =
+      kest::server::testing::generateCertificate(folder);
+  ServerSettings settings;
+  settings.http.port = 0;
+  settings.http.tlsCertificate = files.certificate;
+  settings.http.tlsKey = files.key;
+  settings.interopProvider = KEST_INTEROP_PROVIDER;
+  Server server(settings);
+  const int port = server.start();
+  ASSERT_EQ(server.description().endpoints.size(), 1u);
+  EXPECT_EQ(server.description().endpoints[0].scheme.toStdString(), "https");
+  const kest::server::testing::ProgramResult run = kest::server::testing::runProgram(
+      {"wbemcli", "-noverify", "ei",
+       "https://127.0.0.1:" + std::to_string(port) +
+           "/root/interop:CIM_CIMXMLCommunicationMechanism"});
+  ASSERT_EQ(run.exitCode, 0) << run.errors;
+  EXPECT_TRUE(contains(run.output, "Name=\"https://127.0.0.1:" + std::to_string(port) + "\""))
+      << run.output;
+  EXPECT_TRUE(contains(run.output, "ElementName=\"CIM-XML over HTTPS on port")) << run.output;
 }
 
 TEST(InteropServerTest, ServesTheInteropNamespaceUnderTheNameItIsGiven) {

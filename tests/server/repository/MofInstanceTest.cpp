@@ -356,3 +356,19 @@ TEST(MofInstanceTest, ARepositoryListsInstancesByClassInDeclarationOrder) {
 }
 
 }  // namespace
+
+TEST(MofInstanceTest, TheRepositoryKeepsTheAssociationInstancesApart) {
+  const Compiled compiled = compileWithClasses(
+      "instance of Test_Widget as $a { Name = \"a\"; Id = 1; };\n"
+      "instance of Test_Widget as $b { Name = \"b\"; Id = 2; };\n"
+      "instance of Test_Link { Left = $a; Right = $b; };\n"
+      "instance of Test_Other { Name = \"o\"; };\n"
+      "instance of Test_Link { Left = $b; Right = $a; };\n");
+  ASSERT_TRUE(compiled.result.succeeded()) << compiled.messages()[0];
+  const std::vector<InstancePointer> links =
+      compiled.repository->associationInstances("root/cimv2");
+  ASSERT_EQ(links.size(), 2u);
+  for (const InstancePointer& link : links) EXPECT_EQ(link->className(), TOVString("Test_Link"));
+  EXPECT_NE(valueOf(links[0], "Left")->toString(), valueOf(links[1], "Left")->toString());
+  EXPECT_TRUE(compiled.repository->associationInstances("root/nowhere").empty());
+}
